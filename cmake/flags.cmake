@@ -1,0 +1,28 @@
+# Compiler flags. Kernels multiply and add in two roundings, never fused, and no fast-math,
+# so results are the same on every path and thread count.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_compile_options(-ffp-contract=off -fno-fast-math -Wall -Wextra -Wno-unused-parameter)
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+
+option(VLMATHDSP_NATIVE "Tune for the building machine's instruction set" ON)
+if(VLMATHDSP_NATIVE)
+  add_compile_options(-march=native)
+endif()
+
+option(VLMATHDSP_WERROR "Treat warnings as errors" OFF)
+if(VLMATHDSP_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+# -DVLMATHDSP_SANITIZE=address,undefined builds everything instrumented.
+set(VLMATHDSP_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, or a list such as address,undefined")
+if(VLMATHDSP_SANITIZE)
+  if(NOT VLMATHDSP_SANITIZE MATCHES "^(address|undefined|thread|leak)(,(address|undefined|thread|leak))*$")
+    message(FATAL_ERROR "VLMATHDSP_SANITIZE: unknown sanitizer list '${VLMATHDSP_SANITIZE}'")
+  endif()
+  add_compile_options(-fsanitize=${VLMATHDSP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VLMATHDSP_SANITIZE})
+endif()

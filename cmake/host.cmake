@@ -1,0 +1,18 @@
+# The open host: libvlhost.
+add_library(vlhost SHARED
+  host/array.cpp
+  host/call_frame.cpp
+  host/catalogue.cpp
+  host/convert.cpp
+  host/embed.cpp
+  host/errors.cpp
+  host/matmul.cpp
+  host/memory.cpp
+  host/packages.cpp
+  host/permute.cpp
+  host/shape.cpp
+  host/text.cpp
+  host/threads.cpp
+  host/usm.cpp)
+target_include_directories(vlhost PUBLIC ${CMAKE_SOURCE_DIR})
+target_link_libraries(vlhost PUBLIC TBB::tbb PRIVATE vl_openblas ${CMAKE_DL_LIBS} Threads::Threads)

@@ -1,0 +1,17 @@
+# The library: its code as a static archive (linked by the unit tests too), and the shared
+# library that exports exactly six symbols.
+add_library(vlmathdsp_core STATIC
+  module/builtin_table.cpp
+  module/registration.cpp
+  module/unavailable.cpp
+  statespace/ltitr.cpp)
+target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
+target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)
+target_link_libraries(vlmathdsp_core PUBLIC vlhost Boost::headers Boost::thread vl_openblas TBB::tbb)
+
+add_library(vlmathdsp SHARED module/exports.cpp)
+target_compile_definitions(vlmathdsp PRIVATE VLMATHDSP_VERSION="${PROJECT_VERSION}")
+target_link_libraries(vlmathdsp PRIVATE vlmathdsp_core)
+set(VLMATHDSP_EXPORT_MAP ${CMAKE_SOURCE_DIR}/module/exports.map)
+target_link_options(vlmathdsp PRIVATE -Wl,--version-script=${VLMATHDSP_EXPORT_MAP} -Wl,--no-undefined)
+set_target_properties(vlmathdsp PROPERTIES LINK_DEPENDS ${VLMATHDSP_EXPORT_MAP})

@@ -1,0 +1,12 @@
+# The Python package: the extension over the host, and the package's Python files beside it.
+pybind11_add_module(_vlmathdsp MODULE python/binding.cpp python/convert.cpp)
+target_link_libraries(_vlmathdsp PRIVATE vlhost)
+set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP_PACKAGE_DIR})
+add_dependencies(_vlmathdsp vlmathdsp)
+
+file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py)
+add_custom_target(vlmathdsp_python ALL
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}
+  DEPENDS ${VLMATHDSP_PY_FILES}
+  COMMENT "Assembling the vlmathdsp package")

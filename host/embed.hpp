@@ -1,0 +1,120 @@
+// The embedding API: what a program needs to be a host of the library. Load a module, call its
+// slots and package functions with arrays, get results, errors and warnings, set threads.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "module/host_interface.hpp"
+
+namespace vlhost {
+
+struct Warning {
+    std::string identifier;
+    std::string message;
+};
+
+// A failed call: the identifier, its two parts, its text arguments and the catalogue text.
+class HostError : public std::runtime_error {
+public:
+    HostError(std::string identifier, std::string component, std::string key, std::vector<std::string> arguments,
+              const std::string& message);
+    const std::string identifier, component, key;
+    const std::vector<std::string> arguments;
+};
+
+// A loaded library: initialised once when loaded, kept for the life of the process.
+class Module {
+public:
+    static Module& load(const std::string& path);
+    void initialize() const;
+    void terminate() const;
+    const void* tableAddress() const;
+    size_t slotCount() const;
+    vxBuiltin slot(size_t index) const;
+    uint64_t tableWord(size_t index) const;  // the four words of the table record
+    std::string version() const;
+    std::string buildDate() const;
+    std::string relativePath() const;
+
+private:
+    explicit Module(void* handle);
+    void* handle_;
+    void (*initialize_)();
+    void (*terminate_)();
+    const void* (*query_)();
+};
+
+struct CallResult {
+    std::vector<vxArray*> outputs;  // max(nlhs, 1) entries, null where the built-in set none
+    std::vector<Warning> warnings;
+};
+
+// Runs a built-in in a call frame on this thread, inside the host's thread arena. Outputs
+// belong to the caller; everything else the call made is reclaimed, also on failure.
+CallResult call(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args);
+CallResult callSlot(const Module& module, size_t slot, int nlhs, const std::vector<const vxArray*>& args);
+CallResult callFunction(const std::string& fullName, int nlhs, const std::vector<const vxArray*>& args);
+
+// Packages.
+vxBuiltin findFunction(const std::string& fullName);  // null when absent
+size_t registrationCount(const std::string& fullName);
+std::vector<std::string> packageFunctionNames();
+void setVcosUsingUSM(bool answer);
+void failNextRegistrations(int count);  // the next addFunction calls throw
+
+// Threads, memory and accounting.
+void setNumThreads(size_t count);
+size_t numThreads();
+void setMallocExFails(bool fail);
+long liveArrays();
+long liveByteBlocks();
+void clearScopeStore();  // drops this thread's per-scope store
+std::string catalogueText(const std::string& component, const std::string& key,
+                          const std::vector<std::string>& arguments = {});
+bool catalogueHas(const std::string& identifier);
+
+// Making arrays. All come out untracked: the caller destroys them.
+vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex);
+// Wraps memory owned elsewhere, 64-byte aligned or not; release(context) runs when the last
+// handle on it goes.
+vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
+                     void (*release)(void* context), void* context);
+vxArray* createChar(const std::u16string& text);  // 1-by-n, 0-by-0 when empty
+vxArray* createCharArray(const std::vector<size_t>& dims, const std::u16string& data);
+vxArray* createStringArray(const std::vector<size_t>& dims, const std::vector<std::optional<std::u16string>>& values);
+vxArray* createSparse(size_t m, size_t n, vxClassID id, bool complex, const std::vector<size_t>& rowIndex,
+                      const std::vector<size_t>& columnStart, const void* values);
+vxArray* createCell(const std::vector<size_t>& dims, const std::vector<vxArray*>& children);  // takes them
+vxArray* createStruct(const std::vector<size_t>& dims, const std::vector<std::string>& fields,
+                      const std::vector<vxArray*>& values);  // takes them; field-major per element
+vxArray* createFunctionHandle(const std::string& name);
+void destroy(vxArray* array);
+
+// Reading arrays.
+std::vector<size_t> dimensions(const vxArray* array);
+vxClassID classOf(const vxArray* array);
+bool isComplex(const vxArray* array);
+bool isSparse(const vxArray* array);
+struct SparseView {
+    const size_t* rowIndex;
+    const size_t* columnStart;
+    const void* values;
+    size_t nonZeros;
+};
+SparseView sparseView(const vxArray* array);
+std::vector<std::optional<std::u16string>> strings(const vxArray* array);
+const std::vector<vxArray*>& children(const vxArray* array);
+const std::vector<std::string>& fieldNames(const vxArray* array);
+std::string functionName(const vxArray* array);
+bool sharesData(const vxArray* a, const vxArray* b);
+bool ownsAlignedData(const vxArray* array);  // data made by the host, not wrapped
+
+// A reference on an array's data that outlives the handle (for zero-copy hand-over).
+void* retainData(const vxArray* array);
+void releaseData(void* token);
+
+}  // namespace vlhost

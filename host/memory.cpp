@@ -1,0 +1,108 @@
+// Host-managed memory: 64-byte aligned blocks with a header, reclaimed by the call frame.
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "host/call_frame.hpp"
+#include "host/embed.hpp"
+
+namespace vlhost {
+namespace {
+std::atomic<bool> gMallocExFails{false};
+std::atomic<long> gLiveBlocks{0};
+constexpr uint64_t kMagic = 0x766c686f73746d6dull;
+}  // namespace
+
+void setMallocExFails(bool fail) { gMallocExFails = fail; }
+long liveByteBlocks() { return gLiveBlocks.load(); }
+}  // namespace vlhost
+
+namespace vlhost::detail {
+
+namespace {
+constexpr size_t kAlignment = 64;
+
+PlainHeader* headerOf(void* ptr) {
+    PlainHeader* h = static_cast<PlainHeader*>(ptr) - 1;
+    return h;
+}
+
+PlainHeader* rawAllocate(size_t bytes) {
+    const size_t total = sizeof(PlainHeader) + ((bytes + kAlignment - 1) / kAlignment) * kAlignment;
+    void* raw = std::aligned_alloc(kAlignment, total);
+    if (!raw) return nullptr;
+    PlainHeader* h = static_cast<PlainHeader*>(raw);
+    h->bytes = bytes;
+    h->frame = nullptr;
+    h->prev = h->next = nullptr;
+    h->magic = kMagic;
+    h->arrayData = false;
+    ++gLiveBlocks;
+    return h;
+}
+}  // namespace
+
+void* allocateBytes(size_t bytes, bool zero, bool tracked) {
+    PlainHeader* h = rawAllocate(bytes);
+    if (!h) throw std::bad_alloc();
+    if (zero) std::memset(h + 1, 0, bytes);
+    if (tracked)
+        if (CallFrame* frame = currentFrame()) frame->link(h);
+    return h + 1;
+}
+
+void freeBytes(void* ptr) {
+    if (!ptr) return;
+    PlainHeader* h = headerOf(ptr);
+    CallFrame::unlink(h);
+    h->magic = 0;
+    --gLiveBlocks;
+    std::free(h);
+}
+
+size_t allocatedBytes(void* ptr) { return headerOf(ptr)->bytes; }
+
+void untrackBytes(void* ptr) { CallFrame::unlink(headerOf(ptr)); }
+
+void markArrayData(void* ptr, bool isArrayData) { headerOf(ptr)->arrayData = isArrayData; }
+
+}  // namespace vlhost::detail
+
+namespace matrix::detail::noninlined::vx_array_api {
+
+using namespace vlhost::detail;
+
+void* vxMalloc(size_t bytes) { return allocateBytes(bytes, false, true); }
+
+void* vxCalloc(size_t count, size_t size) {
+    if (size && count > SIZE_MAX / size) throw std::bad_alloc();
+    return allocateBytes(count * size, true, true);
+}
+
+void* vxRealloc(void* ptr, size_t bytes) {
+    if (!ptr) return vxMalloc(bytes);
+    PlainHeader* h = headerOf(ptr);
+    if (bytes <= h->bytes) {  // shrinking keeps the block where it is
+        h->bytes = bytes;
+        return ptr;
+    }
+    CallFrame* frame = h->frame;
+    void* fresh = allocateBytes(bytes, false, false);
+    std::memcpy(fresh, ptr, h->bytes);
+    if (!h->arrayData) freeBytes(ptr);  // an array's data stays until its block goes
+    if (frame) frame->link(headerOf(fresh));
+    return fresh;
+}
+
+void vxFree(void* ptr) { freeBytes(ptr); }
+
+void* vxMallocEx(size_t bytes) {
+    if (vlhost::gMallocExFails.load(std::memory_order_relaxed)) return nullptr;
+    PlainHeader* h = rawAllocate(bytes);
+    return h ? h + 1 : nullptr;
+}
+
+void vxFreeEx(void* ptr) { freeBytes(ptr); }
+
+}  // namespace matrix::detail::noninlined::vx_array_api

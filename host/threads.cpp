@@ -1,0 +1,68 @@
+// Thread services: the computational thread count, the arenas, and BLAS's own threads.
+#include "host/threads.hpp"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "host/embed.hpp"
+
+extern "C" void openblas_set_num_threads(int);
+
+namespace vlhost {
+
+namespace {
+size_t hardwareThreads() {
+    const unsigned n = std::thread::hardware_concurrency();
+    return n ? n : 1;
+}
+std::atomic<size_t> gThreads{hardwareThreads()};
+std::mutex gBlasMutex;
+size_t gOpenRegions = 0;  // parallel regions open in the process, under gBlasMutex
+}  // namespace
+
+void setNumThreads(size_t count) {
+    if (count == 0) count = 1;
+    gThreads = count;
+    std::lock_guard<std::mutex> lock(gBlasMutex);
+    if (gOpenRegions == 0) openblas_set_num_threads(static_cast<int>(count));
+}
+
+size_t numThreads() { return gThreads.load(); }
+
+}  // namespace vlhost
+
+namespace vlhost::detail {
+
+tbb::task_arena& callArena() {
+    // One arena per host thread: its calling thread always has a slot of its own.
+    thread_local std::unique_ptr<tbb::task_arena> arena;
+    thread_local size_t arenaThreads = 0;
+    const size_t want = numThreads();
+    if (!arena || arenaThreads != want) {
+        arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));
+        arenaThreads = want;
+    }
+    return *arena;
+}
+
+}  // namespace vlhost::detail
+
+namespace services::threading {
+size_t getNumComputationalThreads() { return vlhost::numThreads(); }
+}  // namespace services::threading
+
+namespace ompwrapper {
+
+// BLAS runs single-threaded while any parallel region is open: its callers are then TBB tasks.
+void setNumThreads(bool leaving, size_t) {
+    std::lock_guard<std::mutex> lock(vlhost::gBlasMutex);
+    if (!leaving) {
+        if (vlhost::gOpenRegions++ == 0) openblas_set_num_threads(1);
+    } else if (vlhost::gOpenRegions > 0 && --vlhost::gOpenRegions == 0) {
+        openblas_set_num_threads(static_cast<int>(vlhost::numThreads()));
+    }
+}
+
+}  // namespace ompwrapper

@@ -1,0 +1,40 @@
+// Entries of built-ins that this build does not provide yet: each raises VELTRA:unavailable
+// with the name of what is missing. Each one goes when its subsystem arrives.
+#include "module/entries.hpp"
+#include "module/exception.hpp"
+
+namespace vlmathdsp {
+
+#define VLMATHDSP_UNAVAILABLE(entry, text)                              \
+    void entry(int, vxArray**, int, const vxArray**) {                  \
+        raise<VELTRA::host::unavailable>(text);                         \
+    }
+
+VLMATHDSP_UNAVAILABLE(convForwardEntry, "network convolution, forward")
+VLMATHDSP_UNAVAILABLE(convBackwardEntry, "network convolution, backward")
+VLMATHDSP_UNAVAILABLE(poolForwardMaxEntry, "pooling forward, mode 0")
+VLMATHDSP_UNAVAILABLE(poolForwardAverageEntry, "pooling forward, mode 1")
+VLMATHDSP_UNAVAILABLE(poolBackwardEntry, "pooling backward")
+VLMATHDSP_UNAVAILABLE(windowNormEntry, "window normalisation")
+VLMATHDSP_UNAVAILABLE(conv2Entry, "conv2")
+VLMATHDSP_UNAVAILABLE(convncEntry, "convnc")
+VLMATHDSP_UNAVAILABLE(stridedConvnEntry, "stridedConvn")
+VLMATHDSP_UNAVAILABLE(fftForwardEntry, "fft")
+VLMATHDSP_UNAVAILABLE(fftInverseEntry, "ifft")
+VLMATHDSP_UNAVAILABLE(fftnForwardEntry, "fftn")
+VLMATHDSP_UNAVAILABLE(fftnInverseEntry, "ifftn")
+VLMATHDSP_UNAVAILABLE(fftwControlEntry, "fftw planner and wisdom control")
+VLMATHDSP_UNAVAILABLE(fftwVersionInfoEntry, "fftwVersionInfo")
+VLMATHDSP_UNAVAILABLE(dctEntry, "vldct")
+VLMATHDSP_UNAVAILABLE(idctEntry, "vlidct")
+VLMATHDSP_UNAVAILABLE(dstEntry, "vldst")
+VLMATHDSP_UNAVAILABLE(idstEntry, "vlidst")
+VLMATHDSP_UNAVAILABLE(dctnEntry, "vldctn")
+VLMATHDSP_UNAVAILABLE(idctnEntry, "vlidctn")
+VLMATHDSP_UNAVAILABLE(dstnEntry, "vldstn")
+VLMATHDSP_UNAVAILABLE(idstnEntry, "vlidstn")
+VLMATHDSP_UNAVAILABLE(filterEntry, "filter")
+
+#undef VLMATHDSP_UNAVAILABLE
+
+}  // namespace vlmathdsp

@@ -1,0 +1,229 @@
+// Python values in and out: NumPy arrays by dtype, str, string arrays, SciPy sparse, None.
+#include "python/convert.hpp"
+
+#include <pybind11/numpy.h>
+#include <pybind11/stl.h>
+
+#include <cstring>
+
+namespace vlpy {
+
+namespace {
+
+// Never released: the interpreter may be gone when statics are destroyed.
+py::module_& numpy() {
+    static auto* np = new py::module_(py::module_::import("numpy"));
+    return *np;
+}
+
+// Host class and complexity of a NumPy dtype; false for dtypes without one.
+bool classOfDtype(const py::dtype& dt, vxClassID& id, bool& complex) {
+    const char kind = dt.kind();
+    const size_t size = dt.itemsize();
+    complex = false;
+    switch (kind) {
+        case 'b': id = VX_LOGICAL_CLASS; return size == 1;
+        case 'f':
+            if (size == 8) return id = VX_DOUBLE_CLASS, true;
+            if (size == 4) return id = VX_SINGLE_CLASS, true;
+            return false;
+        case 'c':
+            complex = true;
+            if (size == 16) return id = VX_DOUBLE_CLASS, true;
+            if (size == 8) return id = VX_SINGLE_CLASS, true;
+            return false;
+        case 'i':
+        case 'u': {
+            static const vxClassID signedIds[] = {VX_INT8_CLASS, VX_INT16_CLASS, VX_INT32_CLASS, VX_INT64_CLASS};
+            static const vxClassID unsignedIds[] = {VX_UINT8_CLASS, VX_UINT16_CLASS, VX_UINT32_CLASS, VX_UINT64_CLASS};
+            const int k = size == 1 ? 0 : size == 2 ? 1 : size == 4 ? 2 : size == 8 ? 3 : -1;
+            if (k < 0) return false;
+            id = kind == 'i' ? signedIds[k] : unsignedIds[k];
+            return true;
+        }
+        default: return false;
+    }
+}
+
+py::dtype dtypeOfClass(vxClassID id, bool complex) {
+    const char* name = nullptr;
+    switch (id) {
+        case VX_DOUBLE_CLASS: name = complex ? "complex128" : "float64"; break;
+        case VX_SINGLE_CLASS: name = complex ? "complex64" : "float32"; break;
+        case VX_LOGICAL_CLASS: name = "bool"; break;
+        case VX_CHAR_CLASS: name = "uint16"; break;
+        case VX_INT8_CLASS: name = "int8"; break;
+        case VX_UINT8_CLASS: name = "uint8"; break;
+        case VX_INT16_CLASS: name = "int16"; break;
+        case VX_UINT16_CLASS: name = "uint16"; break;
+        case VX_INT32_CLASS: name = "int32"; break;
+        case VX_UINT32_CLASS: name = "uint32"; break;
+        case VX_INT64_CLASS: name = "int64"; break;
+        case VX_UINT64_CLASS: name = "uint64"; break;
+        default: throw std::runtime_error("no NumPy dtype for this class");
+    }
+    return py::dtype(name);
+}
+
+void releasePyObject(void* object) {
+    py::gil_scoped_acquire gil;
+    Py_DECREF(static_cast<PyObject*>(object));
+}
+
+std::u16string toUtf16(const py::str& s) {
+    py::bytes b = py::reinterpret_steal<py::bytes>(PyUnicode_AsUTF16String(s.ptr()));
+    if (!b) throw py::error_already_set();
+    std::string raw = b;
+    std::u16string out((raw.size() - 2) / 2, u'\0');  // skip the byte-order mark
+    std::memcpy(out.data(), raw.data() + 2, out.size() * 2);
+    return out;
+}
+
+py::str fromUtf16(const char16_t* text, size_t n) {
+    PyObject* s = PyUnicode_DecodeUTF16(reinterpret_cast<const char*>(text), Py_ssize_t(n * 2), "replace", nullptr);
+    if (!s) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(s);
+}
+
+bool isSparse(const py::handle& value) {
+    py::object type = py::reinterpret_borrow<py::object>(py::type::handle_of(value));
+    std::string module = py::str(type.attr("__module__"));
+    return module.rfind("scipy.sparse", 0) == 0 && py::hasattr(value, "tocsc");
+}
+
+Argument sparseToHost(const py::handle& value) {
+    py::object csc = value.attr("tocsc")();
+    csc.attr("sum_duplicates")();
+    py::array data = csc.attr("data");
+    vxClassID id;
+    bool complex;
+    if (!classOfDtype(data.dtype(), id, complex) || (id != VX_LOGICAL_CLASS && id != VX_DOUBLE_CLASS)) {
+        data = numpy().attr("asarray")(data, complex ? "complex128" : "float64");
+        id = VX_DOUBLE_CLASS;
+    }
+    data = numpy().attr("ascontiguousarray")(data);
+    auto indices = py::array_t<int64_t>::ensure(csc.attr("indices"));
+    auto indptr = py::array_t<int64_t>::ensure(csc.attr("indptr"));
+    py::tuple shape = csc.attr("shape");
+    std::vector<size_t> ir(indices.data(), indices.data() + indices.size());
+    std::vector<size_t> jc(indptr.data(), indptr.data() + indptr.size());
+    return {vlhost::createSparse(shape[0].cast<size_t>(), shape[1].cast<size_t>(), id, complex, ir, jc, data.data()),
+            false};
+}
+
+Argument stringArrayToHost(const py::handle& value) {
+    py::list values = value.attr("values");
+    std::vector<size_t> dims = value.attr("shape").cast<std::vector<size_t>>();
+    std::vector<std::optional<std::u16string>> texts;
+    for (py::handle v : values) {
+        if (v.is_none()) texts.emplace_back();
+        else texts.emplace_back(toUtf16(py::str(v)));
+    }
+    return {vlhost::createStringArray(dims, texts), dims.size() == 1};
+}
+
+}  // namespace
+
+Argument toHost(const py::handle& value) {
+    if (value.is_none()) return {vlhost::createNumeric({0, 0}, VX_DOUBLE_CLASS, false), false};
+    if (py::isinstance<py::str>(value)) return {vlhost::createChar(toUtf16(py::str(value))), false};
+    if (py::hasattr(value, "_vlmathdsp_string_array")) return stringArrayToHost(value);
+    if (isSparse(value)) return sparseToHost(value);
+
+    py::array a = numpy().attr("asarray")(value);
+    vxClassID id;
+    bool complex;
+    if (!classOfDtype(a.dtype(), id, complex))
+        throw py::type_error("vlmathdsp: no host class for dtype " + std::string(py::str(a.dtype())));
+    std::vector<size_t> dims;
+    if (a.ndim() == 0) dims = {1, 1};
+    else if (a.ndim() == 1) dims = {1, size_t(a.shape(0))};
+    else dims.assign(a.shape(), a.shape() + a.ndim());
+
+    const int flags = py::detail::array_proxy(a.ptr())->flags;
+    const bool reusable = (flags & py::detail::npy_api::NPY_ARRAY_F_CONTIGUOUS_) &&
+                          (flags & py::detail::npy_api::NPY_ARRAY_ALIGNED_) &&
+                          !(a.dtype().byteorder() == '>');
+    if (!reusable) a = numpy().attr("array")(a, py::arg("order") = "F", py::arg("dtype") = a.dtype().attr("newbyteorder")("="));
+    PyObject* owner = a.ptr();
+    Py_INCREF(owner);
+    return {vlhost::wrapNumeric(dims, id, complex, const_cast<void*>(a.data()), releasePyObject, owner), a.ndim() == 1};
+}
+
+py::object fromHost(vxArray* array, bool asVector) {
+    struct Owned {
+        vxArray* a;
+        ~Owned() { vlhost::destroy(a); }
+    } owned{array};
+    const std::vector<size_t> dims = vlhost::dimensions(array);
+    const vxClassID id = vlhost::classOf(array);
+    size_t count = 1;
+    for (size_t d : dims) count *= d;
+
+    if (vlhost::isSparse(array)) {
+        auto view = vlhost::sparseView(array);
+        const bool complex = vlhost::isComplex(array);
+        py::array data(dtypeOfClass(id, complex), std::vector<py::ssize_t>{py::ssize_t(view.nonZeros)});
+        std::memcpy(data.mutable_data(), view.values, view.nonZeros * data.itemsize());
+        py::array_t<int64_t> indices(view.nonZeros), indptr(dims[1] + 1);
+        std::copy(view.rowIndex, view.rowIndex + view.nonZeros, indices.mutable_data());
+        std::copy(view.columnStart, view.columnStart + dims[1] + 1, indptr.mutable_data());
+        return py::module_::import("scipy.sparse").attr("csc_matrix")(py::make_tuple(data, indices, indptr),
+                                                                      py::make_tuple(dims[0], dims[1]));
+    }
+    if (id == VX_CHAR_CLASS) {
+        py::str text = fromUtf16(static_cast<const char16_t*>(array->data), count);
+        if (dims.size() == 2 && dims[0] <= 1) return std::move(text);
+        return numpy().attr("array")(py::list(text)).attr("reshape")(py::tuple(py::cast(dims)), py::arg("order") = "F");
+    }
+    if (id == VX_OBJECT_CLASS || id == VX_CELL_CLASS || id == VX_STRUCT_CLASS || id == VX_FUNCTION_CLASS) {
+        py::list items;
+        if (id == VX_OBJECT_CLASS) {
+            for (const auto& s : vlhost::strings(array))
+                items.append(s ? py::object(fromUtf16(s->data(), s->size())) : py::object(py::none()));
+        } else if (id == VX_CELL_CLASS) {
+            for (vxArray* child : vlhost::children(array))
+                items.append(fromHost(matrix::detail::noninlined::vx_array_api::vxCreateSharedDataCopy(child), false));
+        } else if (id == VX_STRUCT_CLASS) {
+            const auto& names = vlhost::fieldNames(array);
+            const auto& kids = vlhost::children(array);
+            for (size_t i = 0; i < count; ++i) {
+                py::dict d;
+                for (size_t f = 0; f < names.size(); ++f)
+                    d[py::str(names[f])] = fromHost(matrix::detail::noninlined::vx_array_api::vxCreateSharedDataCopy(kids[i * names.size() + f]), false);
+                items.append(d);
+            }
+        } else {
+            return py::str(vlhost::functionName(array));
+        }
+        py::array out = numpy().attr("empty")(py::len(items), "object");
+        for (size_t i = 0; i < count; ++i) out.attr("__setitem__")(i, items[i]);
+        return out.attr("reshape")(py::tuple(py::cast(dims)), py::arg("order") = "F");
+    }
+
+    const bool complex = vlhost::isComplex(array);
+    py::dtype dt = dtypeOfClass(id, complex);
+    std::vector<py::ssize_t> shape, strides;
+    if (asVector && dims.size() == 2 && (dims[0] == 1 || dims[1] == 1)) {
+        shape = {py::ssize_t(count)};
+        strides = {dt.itemsize()};
+    } else {
+        py::ssize_t stride = dt.itemsize();
+        for (size_t d : dims) {
+            shape.push_back(py::ssize_t(d));
+            strides.push_back(stride);
+            stride *= py::ssize_t(d);
+        }
+    }
+    if (!vlhost::ownsAlignedData(array) || count == 0) {
+        // Memory that is not the host's own came from an input: copy it.
+        py::array out(dt, shape, strides);
+        if (count) std::memcpy(out.mutable_data(), array->data, count * dt.itemsize());
+        return std::move(out);
+    }
+    void* token = vlhost::retainData(array);
+    py::capsule base(token, [](void* t) { vlhost::releaseData(t); });
+    return py::array(dt, shape, strides, array->data, base);
+}
+
+}  // namespace vlpy

@@ -1,0 +1,20 @@
+"""vlmathdsp: numeric built-ins (convolution, transforms, filtering, state space, network
+primitives) over NumPy arrays. Arguments take the host's order and form: dimensions are
+one-based, text options are str."""
+
+from .errors import Error, HostWarning
+from .strings import string_array
+from .host import call, call_function, get_num_threads, set_num_threads
+from .functions import (
+    avg_pool, avg_pool_backward, conv2, conv_backward, conv_forward, convn, convnc, dct, dctn,
+    dst, dstn, fft, fftn, fftw, fftw_version, filter, idct, idctn, idst, idstn, ifft, ifftn,
+    ltitr, max_pool, strided_convn, window_norm,
+)
+
+__all__ = [
+    "Error", "HostWarning", "string_array", "call", "call_function", "get_num_threads",
+    "set_num_threads", "avg_pool", "avg_pool_backward", "conv2", "conv_backward", "conv_forward",
+    "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "fftw", "fftw_version",
+    "filter", "idct", "idctn", "idst", "idstn", "ifft", "ifftn", "ltitr", "max_pool",
+    "strided_convn", "window_norm",
+]

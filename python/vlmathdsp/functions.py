@@ -1,0 +1,122 @@
+"""The named built-ins, each a thin call of its slot or package function."""
+
+from .host import call, call_function
+
+_TRANSFORM = "veltra.internal.math.transform."
+
+
+def conv_forward(input, filters, *rest):
+    """Network convolution: conv_forward(input, filters[, padding[, stride]])."""
+    return call(0, input, filters, *rest)
+
+
+def conv_backward(first, second, padding, stride, filterSize, *expansion):
+    """Gradients of network convolution."""
+    return call(1, first, second, padding, stride, filterSize, *expansion)
+
+
+def conv2(*args):
+    """conv2(A, B[, shape]) or conv2(u, v, C[, shape])."""
+    return call(2, *args)
+
+
+def convnc(A, B, shape):
+    return call(3, A, B, shape)
+
+
+def convn(A, B, shape="full"):
+    return call(3, A, B, shape)
+
+
+def fft(x, *args):
+    """fft(x[, n[, dim]])"""
+    return call(4, x, *args)
+
+
+def ifft(x, *args):
+    """ifft(x[, n[, dim]][, option])"""
+    return call(5, x, *args)
+
+
+def fftn(x, *args):
+    """fftn(x[, siz])"""
+    return call(6, x, *args)
+
+
+def ifftn(x, *args):
+    """ifftn(x[, siz][, option])"""
+    return call(7, x, *args)
+
+
+def fftw(command, *value):
+    """Planner and wisdom control: fftw(command[, value])."""
+    return call(8, command, *value, principal=-1)
+
+
+def filter(b, a, x, *rest, nargout=1):
+    """filter(b, a, x[, zi[, dim]]); with nargout=2 returns (y, zf)."""
+    return call(9, b, a, x, *rest, nargout=nargout, principal=2)
+
+
+def ltitr(A, B, U, *x0):
+    """State trajectory of x[k+1] = A x[k] + B u[k]: ltitr(A, B, U[, x0])."""
+    return call(11, A, B, U, *x0)
+
+
+def max_pool(input, poolSize, padding, stride):
+    return call(12, input, poolSize, padding, stride)
+
+
+def avg_pool(input, poolSize, padding, stride):
+    return call(13, input, poolSize, padding, stride)
+
+
+def avg_pool_backward(grad, poolSize, padding, stride, inputSize, *compensation):
+    return call(14, grad, poolSize, padding, stride, inputSize, *compensation)
+
+
+def window_norm(input, windowSize, alpha, beta, k, *gradient):
+    return call(15, input, windowSize, alpha, beta, k, *gradient)
+
+
+def dct(x, *args):
+    """dct(x[, n[, dim]][, "Variant", type])"""
+    return call_function(_TRANSFORM + "vldct", x, *args)
+
+
+def idct(x, *args):
+    return call_function(_TRANSFORM + "vlidct", x, *args)
+
+
+def dst(x, *args):
+    return call_function(_TRANSFORM + "vldst", x, *args)
+
+
+def idst(x, *args):
+    return call_function(_TRANSFORM + "vlidst", x, *args)
+
+
+def dctn(x, *args):
+    """dctn(x[, siz][, "Variant", type])"""
+    return call_function(_TRANSFORM + "vldctn", x, *args)
+
+
+def idctn(x, *args):
+    return call_function(_TRANSFORM + "vlidctn", x, *args)
+
+
+def dstn(x, *args):
+    return call_function(_TRANSFORM + "vldstn", x, *args)
+
+
+def idstn(x, *args):
+    return call_function(_TRANSFORM + "vlidstn", x, *args)
+
+
+def strided_convn(A, B, *args):
+    """strided_convn(A, B[, stride[, startIndex[, endIndex]]][, option])"""
+    return call_function("veltra.internal.math.stridedConvn", A, B, *args)
+
+
+def fftw_version():
+    return call_function("veltra.internal.language.versionPlugins.fftwVersionInfo", principal=-1)

@@ -1,0 +1,17 @@
+# The library exports the six entry symbols and nothing else.
+execute_process(COMMAND nm -D --defined-only ${LIBRARY} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REGEX MATCHALL "[^\n]+" lines "${out}")
+set(names)
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^[0-9a-fA-F]* *[A-Za-z] " "" name "${line}")
+  list(APPEND names ${name})
+endforeach()
+list(SORT names)
+set(expected QueryVLFcnTable_libvlmathdsp VLInitialize_libvlmathdsp VLTerminate_libvlmathdsp
+    libvlmathdsp_build_date libvlmathdsp_relative_path libvlmathdsp_version)
+if(NOT names STREQUAL expected)
+  message(FATAL_ERROR "exported symbols: ${names}")
+endif()

@@ -25,6 +25,36 @@ namespace vlhost::detail {
 
 namespace {
 
+// Matrix-vector products up to this many matrix elements (256 KiB of doubles) run in the
+// kernel below, which beats the BLAS call overhead on small operands.
+constexpr size_t kSmallGemvLimit = 32768;
+// Rows per block of the small kernel: the accumulators stay in vector registers.
+constexpr size_t kGemvRows = 64;
+
+// y = a x, a p by q column-major; each y[i] sums a[i,k] x[k] in order of k.
+template <class T>
+void smallGemv(size_t p, size_t q, const T* a, const T* x, size_t incx, T* y, size_t incy) {
+    size_t ib = 0;
+    for (; ib + kGemvRows <= p; ib += kGemvRows) {
+        T acc[kGemvRows] = {};
+        for (size_t k = 0; k < q; ++k) {
+            const T xk = x[k * incx];
+            const T* col = a + k * p + ib;
+            for (size_t i = 0; i < kGemvRows; ++i) acc[i] += col[i] * xk;
+        }
+        for (size_t i = 0; i < kGemvRows; ++i) y[(ib + i) * incy] = acc[i];
+    }
+    const size_t rest = p - ib;
+    if (rest == 0) return;
+    T acc[kGemvRows] = {};
+    for (size_t k = 0; k < q; ++k) {
+        const T xk = x[k * incx];
+        const T* col = a + k * p + ib;
+        for (size_t i = 0; i < rest; ++i) acc[i] += col[i] * xk;
+    }
+    for (size_t i = 0; i < rest; ++i) y[(ib + i) * incy] = acc[i];
+}
+
 void gemm(const char* ta, const char* tb, int m, int n, int k, const double* a, int lda, const double* b, int ldb,
           double* c, int ldc) {
     const double one = 1.0, zero = 0.0;
@@ -59,7 +89,12 @@ void complexGemm(int m, int n, int k, const std::complex<float>* a, const std::c
 // c (p by r) = a (p by q) times b (q by r); each operand real or complex, c complex if either is.
 template <class T>
 void multiply(const T* a, bool ca, const T* b, bool cb, T* c, int p, int q, int r) {
-    if (!ca && !cb) {
+    const bool small = r == 1 && size_t(p) * size_t(q) <= kSmallGemvLimit;
+    if (small && !ca) {
+        // A complex b is two interleaved real vectors.
+        smallGemv<T>(p, q, a, b, cb ? 2 : 1, c, cb ? 2 : 1);
+        if (cb) smallGemv<T>(p, q, a, b + 1, 2, c + 1, 2);
+    } else if (!ca && !cb) {
         if (r == 1) gemv(p, q, a, b, c);
         else gemm("N", "N", p, r, q, a, p, b, q, c, p);
     } else if (ca && cb) {

@@ -64,7 +64,7 @@ vxBuiltin findFunction(const std::string& fullName);  // null when absent
 size_t registrationCount(const std::string& fullName);
 std::vector<std::string> packageFunctionNames();
 void setVcosUsingUSM(bool answer);
-void failNextRegistrations(int count);  // the next addFunction calls throw
+void failRegistrationAfter(int successes);  // that many addFunction calls pass, the next throws once; -1: none
 
 // Threads, memory and accounting.
 void setNumThreads(size_t count);

@@ -21,7 +21,7 @@ struct Package final : vcos::COSPackage {
 std::mutex gPackagesMutex;
 std::map<std::string, std::unique_ptr<Package>> gRoots;
 std::atomic<bool> gUsingUSM{false};
-std::atomic<int> gFailRegistrations{0};
+std::atomic<int> gFailAfter{-1};
 
 Package* child(std::map<std::string, std::unique_ptr<Package>>& map, const std::string& prefix, const char* name) {
     auto& slot = map[name];
@@ -66,10 +66,10 @@ COSNameID::~COSNameID() = default;
 
 void COSPackage::addFunction(const COSNameID& name, void (*fn)(int, vxArray**, int, const vxArray**)) {
     auto* self = static_cast<Package*>(this);
-    int pending = gFailRegistrations.load();
-    while (pending > 0 && !gFailRegistrations.compare_exchange_weak(pending, pending - 1)) {
+    int left = gFailAfter.load();
+    while (left >= 0 && !gFailAfter.compare_exchange_weak(left, left - 1)) {
     }
-    if (pending > 0) raiseHostError("registrationFailed", self->fullName + "." + name.name());
+    if (left == 0) raiseHostError("registrationFailed", self->fullName + "." + name.name());
     std::lock_guard<std::mutex> lock(gPackagesMutex);
     self->functions[name.name()] = fn;  // a name already present takes the new function
     ++self->registrations[name.name()];
@@ -124,6 +124,6 @@ std::vector<std::string> packageFunctionNames() {
 
 void setVcosUsingUSM(bool answer) { gUsingUSM = answer; }
 
-void failNextRegistrations(int count) { gFailRegistrations = count; }
+void failRegistrationAfter(int successes) { gFailAfter = successes; }
 
 }  // namespace vlhost

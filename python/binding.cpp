@@ -53,6 +53,16 @@ py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) 
     return py::tuple(outputs);
 }
 
+// Probes for the tests of the conversion layer: they run through the same call path.
+void echoProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
+    if (nrhs > 0) plhs[0] = const_cast<vxArray*>(prhs[0]);
+}
+
+void warnProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
+    vxWarningMsgId(resource_core::BaseMsgID{{}, "VELTRA:fftfcn", "WisdomImportFailed"});
+    plhs[0] = matrix::detail::noninlined::vx_array_api::vxCreateDoubleMatrix(1, 1, vxREAL);
+}
+
 }  // namespace
 
 }  // namespace vlpy
@@ -83,5 +93,13 @@ PYBIND11_MODULE(_vlmathdsp, m) {
     m.def("get_num_threads", []() { return vlhost::numThreads(); });
     m.def("live_arrays", []() { return vlhost::liveArrays(); });
     m.def("live_blocks", []() { return vlhost::liveByteBlocks(); });
+    m.def("_echo", [](py::tuple args) { return run(echoProbe, args, 1, 0); });
+    m.def("_warn", []() { return run(warnProbe, py::tuple(), 1, -1); });
+    m.def("_host_data_address", [](py::object value) {
+        Argument a = toHost(value);
+        const auto address = reinterpret_cast<uintptr_t>(a.array->data);
+        vlhost::destroy(a.array);
+        return address;
+    });
     m.def("package_functions", []() { return vlhost::packageFunctionNames(); });
 }

@@ -1,0 +1,163 @@
+"""The conversion layer, errors, warnings and threads of the Python package."""
+
+import threading
+import warnings
+
+import numpy as np
+import pytest
+import scipy.sparse
+
+import vlmathdsp as vm
+from vlmathdsp import _vlmathdsp as core
+
+DTYPES = [np.float64, np.float32, np.complex128, np.complex64, np.bool_, np.int8, np.uint8,
+          np.int16, np.uint16, np.int32, np.uint32, np.int64, np.uint64]
+
+
+def echo(x):
+    return core._echo((x,))
+
+
+@pytest.mark.parametrize("dtype", DTYPES)
+@pytest.mark.parametrize("shape", [(3, 4), (2, 3, 4), (0, 5), (1, 1), (5, 1)])
+def test_every_dtype_round_trips_with_its_shape(dtype, shape):
+    rng = np.random.default_rng(1)
+    x = (rng.standard_normal(shape) * 100).astype(dtype)
+    if np.iscomplexobj(x):
+        x = x + 1j * x.real.astype(dtype)
+    y = echo(x)
+    assert y.dtype == x.dtype and y.shape == x.shape
+    np.testing.assert_array_equal(y, x)
+    assert not np.shares_memory(x, y), "a result never aliases an input"
+
+
+def test_shapes_follow_the_host_rules():
+    assert echo(np.float64(3)).shape == (1, 1)
+    assert echo(np.arange(4.0)).shape == (4,), "1-d in, vector out: 1-d"
+    assert echo([[1.0, 2.0]]).shape == (1, 2)
+    assert echo(np.ones((2, 3, 1, 1))).shape == (2, 3), "trailing singletons go"
+    assert echo(None).shape == (0, 0)
+    assert echo(np.ones((2, 1, 3))).shape == (2, 1, 3)
+
+
+def test_fortran_arrays_enter_without_a_copy_and_others_are_copied_once():
+    f = np.asfortranarray(np.arange(12.0).reshape(3, 4))
+    assert core._host_data_address(f) == f.ctypes.data
+    c = np.arange(12.0).reshape(3, 4)
+    assert core._host_data_address(c) != c.ctypes.data
+    strided = np.arange(20.0)[::2]
+    assert core._host_data_address(strided) != strided.ctypes.data
+    np.testing.assert_array_equal(echo(strided), strided)
+    np.testing.assert_array_equal(echo(c), c)
+    big_endian = np.arange(6.0).astype(">f8").reshape(2, 3)
+    np.testing.assert_array_equal(echo(big_endian), big_endian)
+
+
+def test_results_own_their_memory():
+    A = np.array([[0.5]])
+    X = vm.ltitr(A, [[1.0]], np.ones((4, 1)))
+    assert X.flags.f_contiguous and not X.flags.owndata
+    del A
+    X[0, 0] = 7.0  # the memory stays valid and writable once the inputs are gone
+    assert X[0, 0] == 7.0
+
+
+def test_text_strings_and_sparse():
+    assert echo("same") == "same"
+    assert echo("") == ""
+    assert echo("h\u00e9llo \u2603") == "h\u00e9llo \u2603"
+    s = echo(vm.string_array(["a", None, "ccc", "d"], shape=(2, 2)))
+    assert s.shape == (2, 2) and s[0, 0] == "a" and s[1, 0] is None and s[0, 1] == "ccc"
+    row = echo(vm.string_array(["x", "y"]))
+    assert row.shape == (1, 2)
+    m = scipy.sparse.random(6, 5, density=0.3, random_state=2, format="csr")
+    back = echo(m)
+    assert scipy.sparse.issparse(back)
+    np.testing.assert_array_equal(back.toarray(), m.toarray())
+    z = scipy.sparse.csc_matrix(np.array([[0, 1 + 2j], [3, 0]]))
+    np.testing.assert_array_equal(echo(z).toarray(), z.toarray())
+
+
+@pytest.mark.parametrize("bad", [np.array([1], dtype=np.float16), np.array(["a"], dtype=object),
+                                 np.array([1], dtype=np.longdouble)])
+def test_dtypes_without_a_class_raise_type_error(bad):
+    with pytest.raises(TypeError):
+        echo(bad)
+
+
+def test_errors_carry_identifier_component_key_and_text():
+    with pytest.raises(vm.Error) as info:
+        vm.ltitr(np.ones((2, 3)), np.ones((2, 1)), np.ones((4, 1)))
+    e = info.value
+    assert e.identifier == "VELTRA:legacy_two_part:square"
+    assert (e.component, e.key, e.arguments) == ("VELTRA:legacy_two_part", "square", ())
+    assert str(e) == "The matrix must be square."
+    with pytest.raises(vm.Error) as info:
+        vm.conv2(np.ones(3), np.ones(3))
+    assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("conv2",)
+    with pytest.raises(vm.Error) as info:
+        vm.call_function("veltra.no.such")
+    assert info.value.identifier == "VELTRA:undefinedFunction"
+    with pytest.raises(vm.Error) as info:
+        vm.call(11, np.ones((1, 1)), np.ones((1, 1)))
+    assert info.value.identifier == "VELTRA:minrhs"
+
+
+def test_host_warnings_become_python_warnings_and_the_call_returns():
+    with warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always")
+        result = core._warn()
+    assert result.shape == (1, 1)
+    assert len(caught) == 1 and issubclass(caught[0].category, vm.HostWarning)
+    assert caught[0].message.identifier == "VELTRA:fftfcn:WisdomImportFailed"
+    assert issubclass(vm.HostWarning, UserWarning)
+
+
+def test_thread_setting(threads):
+    threads(1)
+    assert vm.get_num_threads() == 1
+    threads(3)
+    assert vm.get_num_threads() == 3
+    with pytest.raises(ValueError):
+        vm.set_num_threads(0)
+
+
+def test_many_python_threads_call_at_once():
+    rng = np.random.default_rng(5)
+    A = rng.standard_normal((30, 30)) / 40
+    B = rng.standard_normal((30, 3))
+    inputs = [rng.standard_normal((500, 3)) for _ in range(8)]
+    expected = [vm.ltitr(A, B, U) for U in inputs]
+    results = [None] * 8
+    errors = []
+
+    def work(i):
+        try:
+            for _ in range(10):
+                results[i] = vm.ltitr(A, B, inputs[i])
+        except Exception as exc:  # noqa: BLE001 - reported below
+            errors.append(exc)
+
+    pool = [threading.Thread(target=work, args=(i,)) for i in range(8)]
+    for t in pool:
+        t.start()
+    for t in pool:
+        t.join()
+    assert not errors
+    for got, want in zip(results, expected):
+        np.testing.assert_array_equal(got, want)
+    live = core.live_arrays()
+    vm.ltitr(A, B, inputs[0])
+    assert core.live_arrays() == live
+
+
+def test_every_named_function_reaches_its_builtin():
+    names = set(core.package_functions())
+    assert "veltra.internal.math.transform.vldct" in names
+    assert "veltra.internal.math.stridedConvn" in names
+    for fn, args in [(vm.fft, (np.ones(4),)), (vm.dct, (np.ones(4),)), (vm.filter, (1, 1, np.ones(3))),
+                     (vm.strided_convn, (np.ones(3), np.ones(2))), (vm.fftw_version, ()),
+                     (vm.max_pool, (1, 1, 1, 1)), (vm.window_norm, (1, 1, 1, 1, 1))]:
+        with pytest.raises(vm.Error) as info:
+            fn(*args)
+        assert info.value.identifier == "VELTRA:unavailable"

@@ -1,0 +1,10 @@
+"""Runs every benchmark and prints the ratios against the peers."""
+
+import bench_ltitr
+from harness import Report
+
+if __name__ == "__main__":
+    report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
+    report.header()
+    for bench in (bench_ltitr,):
+        bench.run(report)

@@ -1,0 +1,6 @@
+#!/usr/bin/env bash
+# Set-up, build, then every benchmark against its peer, printed as ratios.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+PYTHONPATH=build/python /usr/bin/python3 bench/run_all.py

@@ -115,6 +115,28 @@ TEST(Arrays, CallFrameReclaimsEverythingButResultsAlsoAfterAThrow) {
 }
 
 namespace {
+// Shrinks a result in place: the first columns stay where they are.
+void shrinksItsResult(int, vxArray** plhs, int, const vxArray**) {
+    vxArray* y = vxCreateNumericMatrix(4, 10, VX_DOUBLE_CLASS, vxREAL);
+    double* d = static_cast<double*>(y->data);
+    for (int i = 0; i < 40; ++i) d[i] = i;
+    vxSetData(y, vxRealloc(y->data, 4 * 5 * sizeof(double)));
+    vxSetN(y, 5);
+    plhs[0] = y;
+}
+}  // namespace
+
+TEST(Arrays, ResultShrunkByReallocationKeepsItsColumns) {
+    const long blocks = vlhost::liveByteBlocks();
+    {
+        Outputs out = run(shrinksItsResult, 1, {});
+        EXPECT_EQ(vlhost::dimensions(out.arrays[0].get()), (std::vector<size_t>{4, 5}));
+        EXPECT_EQ(static_cast<double*>(out.arrays[0]->data)[19], 19.0);
+    }
+    EXPECT_EQ(vlhost::liveByteBlocks(), blocks);
+}
+
+namespace {
 void returnsItsInput(int, vxArray** plhs, int, const vxArray** prhs) { plhs[0] = const_cast<vxArray*>(prhs[0]); }
 }  // namespace
 

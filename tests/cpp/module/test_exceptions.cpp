@@ -55,6 +55,20 @@ TEST(Exceptions, CloneAndRethrowKeepComponentKeyAndIdentifier) {
     }
 }
 
+namespace {
+void warnsAndGoesOn(int, vxArray** plhs, int, const vxArray**) {
+    warn<VELTRA::dcstfcn::DCSToutputSizeNotRealIntRowVector>();
+    plhs[0] = matrix::detail::noninlined::vx_array_api::vxCreateDoubleMatrix(1, 1, vxREAL);
+}
+}  // namespace
+
+TEST(Exceptions, WarningsGoToTheHostAndTheCallGoesOn) {
+    vltest::Outputs out = vltest::run(warnsAndGoesOn, 1, {});
+    ASSERT_EQ(out.warnings.size(), 1u);
+    EXPECT_EQ(out.warnings[0].identifier, "VELTRA:dcstfcn:DCSToutputSizeNotRealIntRowVector");
+    EXPECT_EQ(out.arrays.size(), 1u);
+}
+
 TEST(Exceptions, CountsAreCheckedInTheirOrder) {
     auto identifier = [](int nlhs, int nrhs) -> std::string {
         try {
@@ -78,6 +92,6 @@ TEST(Exceptions, TheCatalogueHasATextForEveryIdentifier) {
 #undef VELTRA_MSG
     for (const char* host : {"VELTRA:maxlhs", "VELTRA:maxrhs", "VELTRA:minrhs", "VELTRA:unavailable"})
         EXPECT_TRUE(vlhost::catalogueHas(host)) << host;
-    EXPECT_EQ(vlhost::catalogueText("VELTRA:legacy_two_part", "badsubscript", {"Invalid stride specification."}),
-              "Invalid stride specification.");
+    EXPECT_EQ(vlhost::catalogueText("VELTRA:legacy_two_part", "badsubscript", {"Invalid pooling size."}),
+              "Invalid pooling size.");
 }

@@ -57,6 +57,7 @@ TEST(Frame, VersionRecords) {
     EXPECT_EQ(m.relativePath(), "bin\\win64\\libvlmathdsp.dll");
 }
 
+// The once flag is per process: CTest runs each test in a process of its own.
 TEST(Frame, GuardedRegistrationRunsOnceAndIsRetriedAfterAThrow) {
     RawLibrary lib;
     auto init = lib.get<void (*)()>("VLInitialize_libvlmathdsp");

@@ -1,6 +1,12 @@
 # The library: its code as a static archive (linked by the unit tests too), and the shared
 # library that exports exactly six symbols.
 add_library(vlmathdsp_core STATIC
+  conv/conv2.cpp
+  conv/conv2_paths.cpp
+  conv/kernels/dim_plan.cpp
+  conv/parallel/workspace.cpp
+  conv/separable.cpp
+  module/argument_helpers.cpp
   module/builtin_table.cpp
   module/registration.cpp
   module/unavailable.cpp

@@ -1,0 +1,96 @@
+// VELTRAConvOp: adds conv(first, second)[begin, end) into an output run, by one of three kinds.
+// Operand pointers are the runs' lowest addresses; with a negative stride a run is walked from
+// its far end. The output pointer is the element of position `begin`.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+#include "conv/kernels/axpy.hpp"
+#include "conv/kernels/conv_flags.hpp"
+#include "conv/kernels/dot.hpp"
+
+namespace vfl_conv {
+
+enum ConvKind : int { KIND_AXPY = 0, KIND_DOT = 1, KIND_PHASED = 3 };
+
+template <class T>
+inline const T* elementZero(const T* lowest, size_t n, ptrdiff_t stride) {
+    return stride < 0 && n ? lowest - ptrdiff_t(n - 1) * stride : lowest;
+}
+
+template <class TFirst, class TSecond, int Kind>
+struct VELTRAConvOp;
+
+// Kind 0: one axpy per tap of the second operand, taps ascending.
+template <class TFirst, class TSecond>
+struct VELTRAConvOp<TFirst, TSecond, KIND_AXPY> {
+    using Out = OutputOf<TFirst, TSecond>;
+    void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
+                    const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
+                    ptrdiff_t s2) const {
+        if (begin >= end || n1 == 0 || n2 == 0) return;
+        const TFirst* f0 = elementZero(first, n1, s1);
+        const TSecond* g0 = elementZero(second, n2, s2);
+        const size_t t0 = begin < n1 ? 0 : begin - n1 + 1;
+        const size_t t1 = std::min(n2, end);
+        for (size_t t = t0; t < t1; ++t) {
+            const size_t lo = std::max(begin, t), hi = std::min(end, t + n1);
+            if (lo < hi)
+                axpy(flags, out + ptrdiff_t(lo - begin) * outStride, outStride, f0 + ptrdiff_t(lo - t) * s1, s1,
+                     g0 + ptrdiff_t(t) * s2, hi - lo);
+        }
+    }
+};
+
+// Kind 1: each output is one reversed inner product over the overlap.
+template <class TFirst, class TSecond>
+struct VELTRAConvOp<TFirst, TSecond, KIND_DOT> {
+    using Out = OutputOf<TFirst, TSecond>;
+    static void one(Out* out, size_t o, const TFirst* f0, size_t n1, ptrdiff_t s1, const TSecond* g0, size_t n2,
+                    ptrdiff_t s2) {
+        const size_t tlo = o + 1 > n1 ? o + 1 - n1 : 0;
+        const size_t thi = std::min(n2 - 1, o);
+        *out += reversedDot<Out>(f0 + ptrdiff_t(o - thi) * s1, s1, g0 + ptrdiff_t(tlo) * s2, s2, thi - tlo + 1);
+    }
+    void operator()(const ConvFlags&, Out* out, size_t begin, size_t end, ptrdiff_t outStride, const TFirst* first,
+                    size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2, ptrdiff_t s2) const {
+        if (begin >= end || n1 == 0 || n2 == 0) return;
+        const TFirst* f0 = elementZero(first, n1, s1);
+        const TSecond* g0 = elementZero(second, n2, s2);
+        for (size_t o = begin; o < end; ++o) one(out + ptrdiff_t(o - begin) * outStride, o, f0, n1, s1, g0, n2, s2);
+    }
+};
+
+// Kind 3: for a long first and a short second operand. Where the second overlaps in full, the
+// outputs are taken in phases of its length, so that the first operand is read straight
+// through; each output is the same inner product as kind 1 gives it.
+template <class TFirst, class TSecond>
+struct VELTRAConvOp<TFirst, TSecond, KIND_PHASED> {
+    using Out = OutputOf<TFirst, TSecond>;
+    using Dot = VELTRAConvOp<TFirst, TSecond, KIND_DOT>;
+    void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
+                    const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
+                    ptrdiff_t s2) const {
+        if (begin >= end || n1 == 0 || n2 == 0) return;
+        size_t lo = std::max(begin, n2 - 1), hi = std::min(n1, end);
+        if (hi <= lo || hi - lo < 2 * n2) {
+            Dot()(flags, out, begin, end, outStride, first, n1, s1, second, n2, s2);
+            return;
+        }
+        hi -= (hi - lo) % n2;
+        Dot()(flags, out, begin, lo, outStride, first, n1, s1, second, n2, s2);
+        const TFirst* f0 = elementZero(first, n1, s1);
+        const TSecond* g0 = elementZero(second, n2, s2);
+        const size_t blocks = (hi - lo) / n2;
+        for (size_t p = 0; p < n2; ++p)
+            for (size_t b = 0; b < blocks; ++b) {
+                const size_t o = lo + p + b * n2;
+                *(out + ptrdiff_t(o - begin) * outStride) +=
+                    reversedDot<Out>(f0 + ptrdiff_t(o + 1 - n2) * s1, s1, g0, s2, n2);
+            }
+        Dot()(flags, out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, first, n1, s1, second, n2, s2);
+    }
+};
+
+}  // namespace vfl_conv

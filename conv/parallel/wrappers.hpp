@@ -1,0 +1,110 @@
+// Parallel wrappers: the bodies of one parallel_for each. A task adds into its own part of
+// the zeroed output, so tasks need no lock and the split never changes a result.
+#pragma once
+
+#include <algorithm>
+
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/blocked_range2d.h>
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/partitioner.h>
+#include <oneapi/tbb/task_group.h>
+
+#include "conv/kernels/conv_op.hpp"
+#include "conv/kernels/walk2d.hpp"
+#include "conv/parallel/limits.hpp"
+#include "module/argument_helpers.hpp"
+
+namespace vfl_conv::parallel {
+
+// One-dimensional: out points at the element of position `origin`.
+template <class TFirst, class TSecond, int Kind>
+struct ParWrapper1D {
+    using Out = OutputOf<TFirst, TSecond>;
+    Out* out;
+    ptrdiff_t outStride;
+    const TFirst* first;
+    size_t n1;
+    ptrdiff_t s1;
+    const TSecond* second;
+    size_t n2;
+    ptrdiff_t s2;
+    const ConvFlags* flags;
+    size_t origin;
+
+    void operator()(const tbb::blocked_range<size_t>& r) const {
+        VELTRAConvOp<TFirst, TSecond, Kind>()(*flags, out + ptrdiff_t(r.begin() - origin) * outStride, r.begin(),
+                                              r.end(), outStride, first, n1, s1, second, n2, s2);
+    }
+};
+
+template <class TFirst, class TSecond, int Kind>
+void runConv1D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t begin, size_t end, ptrdiff_t outStride,
+               const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2, ptrdiff_t s2) {
+    const size_t limit = std::max<size_t>(n1 + n2, 1) - 1;
+    const size_t b = std::min(begin, limit), e = std::min(end, limit);
+    if (b >= e) return;
+    out += ptrdiff_t(b - begin) * outStride;
+    const ParWrapper1D<TFirst, TSecond, Kind> body{out, outStride, first, n1, s1, second, n2, s2, &flags, b};
+    const Limits1D limits = limits1D(Kind, kSingleFamily<TFirst, TSecond>, kAnyComplex<TFirst, TSecond>, e - b);
+    if (e - b <= limits.serial) {
+        body(tbb::blocked_range<size_t>(b, e));
+        return;
+    }
+    vlmathdsp::ComputationalThreadScope scope;
+    tbb::task_group_context context;
+    tbb::parallel_for(tbb::blocked_range<size_t>(b, e, limits.grain), body, tbb::auto_partitioner(), context);
+}
+
+// Two-dimensional blocks; Walk is the dense plan walk or the sparse walk.
+template <class TFirst, class TSecond, bool Sparse>
+struct ParWrapper2D {
+    using Out = OutputOf<TFirst, TSecond>;
+    Out* out;
+    size_t ldOut;
+    const TFirst* first;
+    size_t m1, n1;
+    const TSecond* second;
+    size_t m2, n2;
+    const ConvFlags* flags;
+    size_t rowOrigin, colOrigin;
+
+    void operator()(const tbb::blocked_range2d<size_t, size_t>& r) const {
+        Out* block = out + (r.rows().begin() - rowOrigin) + (r.cols().begin() - colOrigin) * ldOut;
+        if constexpr (Sparse)
+            sparseWalk2D(*flags, block, ldOut, r.rows().begin(), r.rows().end(), r.cols().begin(), r.cols().end(), first,
+                         m1, n1, second, m2, n2);
+        else
+            convWalk2D(*flags, block, ldOut, r.rows().begin(), r.rows().end(), r.cols().begin(), r.cols().end(), first,
+                       m1, n1, second, m2, n2);
+    }
+};
+
+template <class TFirst, class TSecond>
+using ParWrapper2DWithPlans = ParWrapper2D<TFirst, TSecond, false>;
+template <class TFirst, class TSecond>
+using SparseParWrapper2D = ParWrapper2D<TFirst, TSecond, true>;
+
+// Adds the window rows [r0, r1) and columns [c0, c1) of the full convolution; out points at
+// the window's first element.
+template <class TFirst, class TSecond, bool Sparse>
+void runConv2D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t ldOut, size_t r0, size_t r1, size_t c0,
+               size_t c1, const TFirst* first, size_t m1, size_t n1, const TSecond* second, size_t m2, size_t n2) {
+    const size_t rowLimit = std::max<size_t>(m1 + m2, 1) - 1, colLimit = std::max<size_t>(n1 + n2, 1) - 1;
+    const size_t rb = std::min(r0, rowLimit), re = std::min(r1, rowLimit);
+    const size_t cb = std::min(c0, colLimit), ce = std::min(c1, colLimit);
+    if (rb >= re || cb >= ce) return;
+    out += (rb - r0) + (cb - c0) * ldOut;
+    const ParWrapper2D<TFirst, TSecond, Sparse> body{out, ldOut, first, m1, n1, second, m2, n2, &flags, rb, cb};
+    const Limits2D limits = limits2D(kSingleFamily<TFirst, TSecond>, kAnyComplex<TFirst, TSecond>, re - rb, ce - cb);
+    const tbb::blocked_range2d<size_t, size_t> range(rb, re, limits.rowGrain, cb, ce, limits.colGrain);
+    if (limits.serial) {
+        body(range);
+        return;
+    }
+    vlmathdsp::ComputationalThreadScope scope;
+    tbb::task_group_context context;
+    tbb::parallel_for(range, body, tbb::auto_partitioner(), context);
+}
+
+}  // namespace vfl_conv::parallel

@@ -1,0 +1,85 @@
+// Helpers the front ends share: option text, shape words, working classes, finiteness,
+// density, and the bracket around parallel regions.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "module/exception.hpp"
+#include "module/host_interface.hpp"
+
+namespace vlmathdsp {
+
+enum ShapeKind : int { SHAPE_SAME = 0, SHAPE_FULL = 1, SHAPE_VALID = 2 };
+
+// A counted view of 16-bit code units, borrowed from an array.
+struct TextView {
+    const char16_t* text;
+    size_t length;
+};
+
+// The class of an array, resolved when its class field needs asking.
+inline vxClassID classOf(const vxArray* a) {
+    return a->classID > VX_FUNCTION_CLASS ? a->_get_class_id_non_trivial() : static_cast<vxClassID>(a->classID);
+}
+
+// Reads a text option: a char row (or 0-by-0), or a string scalar. BadOption is the family's
+// identifier for anything else.
+template <class BadOption>
+TextView readOptionText(const vxArray* a, bool strictRowVector) {
+    if (!a) raise<BadOption>();
+    if (a->classID == VX_CHAR_CLASS) {
+        const size_t* d = a->get_dimensions();
+        if (!strictRowVector || (a->numDims == 2 && (d[0] == 1 || (d[0] == 0 && d[1] == 0))))
+            return {static_cast<const char16_t*>(a->data), a->get_number_of_elements()};
+    }
+    if (!Veltrix::String::isString(a)) raise<BadOption>();
+    const Veltrix::String::StringRecord& record = Veltrix::String::getString(a);
+    if (record.dims.size() != 2 || record.dims[0] != 1 || record.dims[1] != 1) raise<BadOption>();
+    const Veltrix::String::StringElement* element = record.elements[0];
+    if (!element) raise<VELTRA::string::MissingNotSupported>();
+    return {element->text, element->length};
+}
+
+// True when the input is a case-insensitive prefix of the keyword; the empty input matches nothing.
+inline bool matchesOption(TextView input, TextView keyword) {
+    if (input.length == 0) return false;
+    const size_t n = input.length < keyword.length ? input.length : keyword.length;
+    return fl::i18n::lcctype::compare(input.text, input.length, keyword.text, n, fl::i18n::case_insensitive()) == 0;
+}
+
+inline TextView keywordView(const char16_t* word) {
+    return {word, std::char_traits<char16_t>::length(word)};
+}
+
+ShapeKind parseShapeOption(const vxArray* a);
+
+// Brings an input to single or double, or refuses it with TypeError (two-input or separable).
+template <class TypeError>
+vxArray* toWorkingClass(const vxArray* a) {
+    using namespace matrix::detail::noninlined::vx_array_api;
+    const vxClassID id = classOf(a);
+    if (a->flags & VX_FLAG_SPARSE) raise<VELTRA::conv2::SparseInput>();
+    if (id == VX_DOUBLE_CLASS || id == VX_SINGLE_CLASS) return vxCreateSharedDataCopy(a);
+    if (!(a->flags & VX_FLAG_NUMERIC) && id != VX_LOGICAL_CLASS) raise<TypeError>();
+    return vxMustBe(a, VX_DOUBLE_CLASS);
+}
+
+bool allFinite(const vxArray* a);
+float nonZeroDensity(const vxArray* a);
+
+// Brackets a parallel region: closes it on leaving, also when the region throws.
+class ComputationalThreadScope {
+public:
+    ComputationalThreadScope() : count_(services::threading::getNumComputationalThreads()) {
+        ompwrapper::setNumThreads(false, count_);
+    }
+    ~ComputationalThreadScope() { ompwrapper::setNumThreads(true, count_); }
+    ComputationalThreadScope(const ComputationalThreadScope&) = delete;
+    ComputationalThreadScope& operator=(const ComputationalThreadScope&) = delete;
+
+private:
+    size_t count_;
+};
+
+}  // namespace vlmathdsp

@@ -10,7 +10,8 @@ namespace vlhost::detail {
 
 // Header in front of every host-managed byte block.
 struct alignas(64) PlainHeader {
-    size_t bytes;
+    size_t bytes;     // asked for
+    size_t capacity;  // usable, a multiple of 64
     CallFrame* frame;
     PlainHeader* prev;
     PlainHeader* next;

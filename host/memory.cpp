@@ -2,7 +2,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <vector>
 
 #include "host/call_frame.hpp"
 #include "host/embed.hpp"
@@ -28,11 +30,55 @@ PlainHeader* headerOf(void* ptr) {
     return h;
 }
 
+// Large blocks are kept for reuse when freed: a fresh large block costs a page fault per page,
+// which for a result of tens of megabytes is more than the computation that fills it.
+constexpr size_t kCachedMinimum = size_t(1) << 20;
+constexpr size_t kCachedBlocks = 4;
+constexpr size_t kCachedBytesMax = size_t(1) << 30;
+
+struct BlockCache {
+    std::mutex mutex;
+    std::vector<PlainHeader*> blocks;
+    size_t bytes = 0;
+
+    PlainHeader* take(size_t capacity) {
+        std::lock_guard<std::mutex> lock(mutex);
+        size_t best = blocks.size();
+        for (size_t i = 0; i < blocks.size(); ++i) {
+            const size_t c = blocks[i]->capacity;
+            if (c >= capacity && c <= 2 * capacity && (best == blocks.size() || c < blocks[best]->capacity)) best = i;
+        }
+        if (best == blocks.size()) return nullptr;
+        PlainHeader* h = blocks[best];
+        blocks.erase(blocks.begin() + ptrdiff_t(best));
+        bytes -= h->capacity;
+        return h;
+    }
+
+    bool keep(PlainHeader* h) {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (blocks.size() == kCachedBlocks || bytes + h->capacity > kCachedBytesMax) return false;
+        blocks.push_back(h);
+        bytes += h->capacity;
+        return true;
+    }
+};
+
+BlockCache& blockCache() {
+    static BlockCache* cache = new BlockCache;  // outlives every array
+    return *cache;
+}
+
 PlainHeader* rawAllocate(size_t bytes) {
-    const size_t total = sizeof(PlainHeader) + ((bytes + kAlignment - 1) / kAlignment) * kAlignment;
-    void* raw = std::aligned_alloc(kAlignment, total);
-    if (!raw) return nullptr;
-    PlainHeader* h = static_cast<PlainHeader*>(raw);
+    if (bytes > SIZE_MAX / 2) return nullptr;
+    const size_t capacity = ((bytes + kAlignment - 1) / kAlignment) * kAlignment;
+    PlainHeader* h = capacity >= kCachedMinimum ? blockCache().take(capacity) : nullptr;
+    if (!h) {
+        void* raw = std::aligned_alloc(kAlignment, sizeof(PlainHeader) + capacity);
+        if (!raw) return nullptr;
+        h = static_cast<PlainHeader*>(raw);
+        h->capacity = capacity;
+    }
     h->bytes = bytes;
     h->frame = nullptr;
     h->prev = h->next = nullptr;
@@ -58,7 +104,7 @@ void freeBytes(void* ptr) {
     CallFrame::unlink(h);
     h->magic = 0;
     --gLiveBlocks;
-    std::free(h);
+    if (h->capacity < kCachedMinimum || !blockCache().keep(h)) std::free(h);
 }
 
 size_t allocatedBytes(void* ptr) { return headerOf(ptr)->bytes; }
@@ -83,7 +129,7 @@ void* vxCalloc(size_t count, size_t size) {
 void* vxRealloc(void* ptr, size_t bytes) {
     if (!ptr) return vxMalloc(bytes);
     PlainHeader* h = headerOf(ptr);
-    if (bytes <= h->bytes) {  // shrinking keeps the block where it is
+    if (bytes <= h->capacity) {  // shrinking keeps the block where it is
         h->bytes = bytes;
         return ptr;
     }

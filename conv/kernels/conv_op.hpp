@@ -9,6 +9,7 @@
 #include "conv/kernels/axpy.hpp"
 #include "conv/kernels/conv_flags.hpp"
 #include "conv/kernels/dot.hpp"
+#include "conv/kernels/fused.hpp"
 
 namespace vfl_conv {
 
@@ -19,19 +20,23 @@ inline const T* elementZero(const T* lowest, size_t n, ptrdiff_t stride) {
     return stride < 0 && n ? lowest - ptrdiff_t(n - 1) * stride : lowest;
 }
 
+// The outputs over which every tap of the second operand meets the first: [n2 - 1, n1).
+inline void fullOverlap(size_t begin, size_t end, size_t n1, size_t n2, size_t& lo, size_t& hi) {
+    lo = std::min(std::max(begin, n2 - 1), end);
+    hi = std::max(lo, std::min(end, n1));
+}
+
 template <class TFirst, class TSecond, int Kind>
 struct VELTRAConvOp;
 
-// Kind 0: one axpy per tap of the second operand, taps ascending.
+// Kind 0: the taps of the second operand in ascending order, each an axpy of the first.
 template <class TFirst, class TSecond>
 struct VELTRAConvOp<TFirst, TSecond, KIND_AXPY> {
     using Out = OutputOf<TFirst, TSecond>;
-    void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
-                    const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
-                    ptrdiff_t s2) const {
-        if (begin >= end || n1 == 0 || n2 == 0) return;
-        const TFirst* f0 = elementZero(first, n1, s1);
-        const TSecond* g0 = elementZero(second, n2, s2);
+
+    static void tapByTap(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
+                         const TFirst* f0, size_t n1, ptrdiff_t s1, const TSecond* g0, size_t n2, ptrdiff_t s2) {
+        if (begin >= end) return;
         const size_t t0 = begin < n1 ? 0 : begin - n1 + 1;
         const size_t t1 = std::min(n2, end);
         for (size_t t = t0; t < t1; ++t) {
@@ -41,34 +46,58 @@ struct VELTRAConvOp<TFirst, TSecond, KIND_AXPY> {
                      g0 + ptrdiff_t(t) * s2, hi - lo);
         }
     }
+
+    void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
+                    const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
+                    ptrdiff_t s2) const {
+        if (begin >= end || n1 == 0 || n2 == 0) return;
+        const TFirst* f0 = elementZero(first, n1, s1);
+        const TSecond* g0 = elementZero(second, n2, s2);
+        size_t lo = end, hi = end;
+        if (flags.unitStride && outStride == 1 && s1 == 1 && s2 == 1) fullOverlap(begin, end, n1, n2, lo, hi);
+        tapByTap(flags, out, begin, lo, outStride, f0, n1, s1, g0, n2, s2);
+        if (lo < hi) fusedTapRows(out + (lo - begin), hi - lo, f0 + lo, 0, g0, 0, 1, n2);
+        tapByTap(flags, out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, f0, n1, s1, g0, n2, s2);
+    }
 };
 
 // Kind 1: each output is one reversed inner product over the overlap.
 template <class TFirst, class TSecond>
 struct VELTRAConvOp<TFirst, TSecond, KIND_DOT> {
     using Out = OutputOf<TFirst, TSecond>;
-    static void one(Out* out, size_t o, const TFirst* f0, size_t n1, ptrdiff_t s1, const TSecond* g0, size_t n2,
-                    ptrdiff_t s2) {
-        const size_t tlo = o + 1 > n1 ? o + 1 - n1 : 0;
-        const size_t thi = std::min(n2 - 1, o);
-        *out += reversedDot<Out>(f0 + ptrdiff_t(o - thi) * s1, s1, g0 + ptrdiff_t(tlo) * s2, s2, thi - tlo + 1);
+
+    static void eachOutput(Out* out, size_t begin, size_t end, ptrdiff_t outStride, const TFirst* f0, size_t n1,
+                           ptrdiff_t s1, const TSecond* g0, size_t n2, ptrdiff_t s2) {
+        for (size_t o = begin; o < end; ++o) {
+            const size_t tlo = o + 1 > n1 ? o + 1 - n1 : 0;
+            const size_t thi = std::min(n2 - 1, o);
+            out[ptrdiff_t(o - begin) * outStride] +=
+                reversedDot<Out>(f0 + ptrdiff_t(o - thi) * s1, s1, g0 + ptrdiff_t(tlo) * s2, s2, thi - tlo + 1);
+        }
     }
-    void operator()(const ConvFlags&, Out* out, size_t begin, size_t end, ptrdiff_t outStride, const TFirst* first,
-                    size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2, ptrdiff_t s2) const {
+
+    void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
+                    const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
+                    ptrdiff_t s2) const {
         if (begin >= end || n1 == 0 || n2 == 0) return;
         const TFirst* f0 = elementZero(first, n1, s1);
         const TSecond* g0 = elementZero(second, n2, s2);
-        for (size_t o = begin; o < end; ++o) one(out + ptrdiff_t(o - begin) * outStride, o, f0, n1, s1, g0, n2, s2);
+        size_t lo = end, hi = end;
+        if (outStride == 1 && s1 == 1 && s2 == 1) fullOverlap(begin, end, n1, n2, lo, hi);
+        eachOutput(out, begin, lo, outStride, f0, n1, s1, g0, n2, s2);
+        if (lo < hi) fusedDotRows(out + (lo - begin), hi - lo, f0 + lo, g0, n2);
+        eachOutput(out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, f0, n1, s1, g0, n2, s2);
     }
 };
 
-// Kind 3: for a long first and a short second operand. Where the second overlaps in full, the
-// outputs are taken in phases of its length, so that the first operand is read straight
-// through; each output is the same inner product as kind 1 gives it.
+// Kind 3: for a long first and a short second operand. Where the second overlaps in full the
+// outputs go by whole blocks of its length, reading the first operand straight through; the
+// edges go by kind 1. Each output is the same inner product as kind 1 gives it.
 template <class TFirst, class TSecond>
 struct VELTRAConvOp<TFirst, TSecond, KIND_PHASED> {
     using Out = OutputOf<TFirst, TSecond>;
     using Dot = VELTRAConvOp<TFirst, TSecond, KIND_DOT>;
+
     void operator()(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
                     const TFirst* first, size_t n1, ptrdiff_t s1, const TSecond* second, size_t n2,
                     ptrdiff_t s2) const {
@@ -79,17 +108,14 @@ struct VELTRAConvOp<TFirst, TSecond, KIND_PHASED> {
             return;
         }
         hi -= (hi - lo) % n2;
-        Dot()(flags, out, begin, lo, outStride, first, n1, s1, second, n2, s2);
         const TFirst* f0 = elementZero(first, n1, s1);
         const TSecond* g0 = elementZero(second, n2, s2);
-        const size_t blocks = (hi - lo) / n2;
-        for (size_t p = 0; p < n2; ++p)
-            for (size_t b = 0; b < blocks; ++b) {
-                const size_t o = lo + p + b * n2;
-                *(out + ptrdiff_t(o - begin) * outStride) +=
-                    reversedDot<Out>(f0 + ptrdiff_t(o + 1 - n2) * s1, s1, g0, s2, n2);
-            }
-        Dot()(flags, out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, first, n1, s1, second, n2, s2);
+        Dot::eachOutput(out, begin, lo, outStride, f0, n1, s1, g0, n2, s2);
+        if (outStride == 1 && s1 == 1 && s2 == 1)
+            fusedDotRows(out + (lo - begin), hi - lo, f0 + lo, g0, n2);
+        else
+            Dot::eachOutput(out + ptrdiff_t(lo - begin) * outStride, lo, hi, outStride, f0, n1, s1, g0, n2, s2);
+        Dot::eachOutput(out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, f0, n1, s1, g0, n2, s2);
     }
 };
 

@@ -93,8 +93,8 @@ def test_errors_carry_identifier_component_key_and_text():
     assert (e.component, e.key, e.arguments) == ("VELTRA:legacy_two_part", "square", ())
     assert str(e) == "The matrix must be square."
     with pytest.raises(vm.Error) as info:
-        vm.conv2(np.ones(3), np.ones(3))
-    assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("conv2",)
+        vm.convn(np.ones(3), np.ones(3))
+    assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("convnc",)
     with pytest.raises(vm.Error) as info:
         vm.call_function("veltra.no.such")
     assert info.value.identifier == "VELTRA:undefinedFunction"

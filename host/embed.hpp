@@ -70,6 +70,7 @@ void failRegistrationAfter(int successes);  // that many addFunction calls pass,
 void setNumThreads(size_t count);
 size_t numThreads();
 void setMallocExFails(bool fail);
+void setMallocExFailAfter(long successes);  // that many vxMallocEx calls pass, the rest fail; -1: none fail
 long liveArrays();
 long liveByteBlocks();
 void clearScopeStore();  // drops this thread's per-scope store

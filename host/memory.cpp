@@ -11,12 +11,13 @@
 
 namespace vlhost {
 namespace {
-std::atomic<bool> gMallocExFails{false};
+std::atomic<long> gMallocExLeft{-1};  // vxMallocEx calls that may still pass; -1: all
 std::atomic<long> gLiveBlocks{0};
 constexpr uint64_t kMagic = 0x766c686f73746d6dull;
 }  // namespace
 
-void setMallocExFails(bool fail) { gMallocExFails = fail; }
+void setMallocExFails(bool fail) { gMallocExLeft = fail ? 0 : -1; }
+void setMallocExFailAfter(long successes) { gMallocExLeft = successes; }
 long liveByteBlocks() { return gLiveBlocks.load(); }
 }  // namespace vlhost
 
@@ -144,7 +145,10 @@ void* vxRealloc(void* ptr, size_t bytes) {
 void vxFree(void* ptr) { freeBytes(ptr); }
 
 void* vxMallocEx(size_t bytes) {
-    if (vlhost::gMallocExFails.load(std::memory_order_relaxed)) return nullptr;
+    long left = vlhost::gMallocExLeft.load();
+    while (left > 0 && !vlhost::gMallocExLeft.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left == 0) return nullptr;
     PlainHeader* h = rawAllocate(bytes);
     return h ? h + 1 : nullptr;
 }

@@ -101,5 +101,6 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         vlhost::destroy(a.array);
         return address;
     });
+    m.def("_set_malloc_ex_fail_after", [](long n) { vlhost::setMallocExFailAfter(n); });
     m.def("package_functions", []() { return vlhost::packageFunctionNames(); });
 }

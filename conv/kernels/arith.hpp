@@ -41,13 +41,15 @@ inline auto toPrecision(const T& v) {
     else return static_cast<R>(v);
 }
 
-// a * b in precision R; a complex product as (ar br - ai bi, ar bi + ai br).
+// a * b in precision R; a complex product as (ar br - ai bi, ar bi + ai br). The real part is
+// written as ar br + (-ai) bi, which rounds the same, so that no vectoriser turns the
+// alternating subtract and add into fused multiply-add-subtract instructions.
 template <class R, class A, class B>
 inline auto product(const A& a0, const B& b0) {
     const auto a = toPrecision<R>(a0);
     const auto b = toPrecision<R>(b0);
     if constexpr (IsComplex<A>::value && IsComplex<B>::value) {
-        return std::complex<R>(a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real());
+        return std::complex<R>(a.real() * b.real() + (-a.imag()) * b.imag(), a.real() * b.imag() + a.imag() * b.real());
     } else if constexpr (IsComplex<A>::value) {
         return std::complex<R>(a.real() * b, a.imag() * b);
     } else if constexpr (IsComplex<B>::value) {

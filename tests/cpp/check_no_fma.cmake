@@ -1,0 +1,13 @@
+# Fails when a library holds a fused multiply-add instruction.
+foreach(library IN LISTS LIBRARIES)
+  execute_process(COMMAND objdump -d --no-show-raw-insn ${library} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "objdump failed on ${library}")
+  endif()
+  string(REGEX MATCHALL "\tv?f(n)?m(add|sub)(sub|add)?[0-9]+[ps][sdh][^\n]*" found "${out}")
+  if(found)
+    list(LENGTH found count)
+    list(GET found 0 first)
+    message(FATAL_ERROR "${library}: ${count} fused multiply-add instructions, for instance ${first}")
+  endif()
+endforeach()

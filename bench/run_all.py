@@ -1,10 +1,11 @@
 """Runs every benchmark and prints the ratios against the peers."""
 
+import bench_conv2
 import bench_ltitr
 from harness import Report
 
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr,):
+    for bench in (bench_ltitr, bench_conv2):
         bench.run(report)

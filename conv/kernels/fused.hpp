@@ -4,10 +4,74 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
+#include <type_traits>
 
 #include "conv/kernels/arith.hpp"
 
 namespace vfl_conv {
+
+namespace detail {
+
+// Vectors of a real type, and the same type for unaligned access.
+constexpr size_t kVectorBytes = 64;
+template <class T>
+struct VecOf;
+template <>
+struct VecOf<float> {
+    typedef float type __attribute__((vector_size(kVectorBytes)));
+    typedef float unaligned __attribute__((vector_size(kVectorBytes), aligned(4), may_alias));
+};
+template <>
+struct VecOf<double> {
+    typedef double type __attribute__((vector_size(kVectorBytes)));
+    typedef double unaligned __attribute__((vector_size(kVectorBytes), aligned(8), may_alias));
+};
+template <class T>
+using Vec = typename VecOf<T>::type;
+template <class T>
+using UnalignedVec = typename VecOf<T>::unaligned;
+
+template <class T>
+inline Vec<T> loadVec(const T* p) {
+    return *reinterpret_cast<const UnalignedVec<T>*>(p);
+}
+
+template <class T>
+inline void storeVec(T* p, const Vec<T>& v) {
+    *reinterpret_cast<UnalignedVec<T>*>(p) = v;
+}
+
+// Vectors of accumulators per block: enough independent sums to hide the adder's latency.
+constexpr size_t kFusedVectors = 8;
+
+// The real, single-type form of fusedTapRows over blocks of NV vectors from i0; returns where
+// it stopped.
+template <size_t NV, class T>
+size_t fusedTapBlocks(size_t i0, T* y, size_t count, const T* xBase, ptrdiff_t xPairStep, const T* gBase,
+                      ptrdiff_t gPairStep, size_t pairs, size_t taps) {
+    constexpr size_t L = sizeof(Vec<T>) / sizeof(T), B = L * NV;
+    for (; i0 + B <= count; i0 += B) {
+        Vec<T> acc[NV];
+#pragma GCC unroll 8
+        for (size_t v = 0; v < NV; ++v) acc[v] = loadVec(y + i0 + v * L);
+        for (size_t p = 0; p < pairs; ++p) {
+            const T* x = xBase + ptrdiff_t(p) * xPairStep + i0;
+            const T* g = gBase + ptrdiff_t(p) * gPairStep;
+            for (size_t t = 0; t < taps; ++t) {
+                const Vec<T> tap = Vec<T>{} + g[t];
+                const T* xt = x - ptrdiff_t(t);
+#pragma GCC unroll 8
+                for (size_t v = 0; v < NV; ++v) acc[v] = acc[v] + tap * loadVec(xt + v * L);
+            }
+        }
+#pragma GCC unroll 8
+        for (size_t v = 0; v < NV; ++v) storeVec(y + i0 + v * L, acc[v]);
+    }
+    return i0;
+}
+
+}  // namespace detail
 
 // Outputs per register block: 512 bytes of accumulators.
 template <class Out>
@@ -20,6 +84,10 @@ void fusedTapRows(Out* y, size_t count, const F* xBase, ptrdiff_t xPairStep, con
                   size_t pairs, size_t taps) {
     constexpr size_t B = kFusedBlock<Out>;
     size_t i0 = 0;
+    if constexpr (std::is_floating_point_v<Out> && std::is_same_v<Out, F> && std::is_same_v<Out, S>)
+        i0 = detail::fusedTapBlocks<1>(
+            detail::fusedTapBlocks<detail::kFusedVectors>(0, y, count, xBase, xPairStep, gBase, gPairStep, pairs, taps),
+            y, count, xBase, xPairStep, gBase, gPairStep, pairs, taps);
     for (; i0 + B <= count; i0 += B) {
         Out acc[B];
         for (size_t i = 0; i < B; ++i) acc[i] = y[i0 + i];

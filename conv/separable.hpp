@@ -18,6 +18,9 @@ namespace vfl_conv {
 constexpr size_t kSeparableParallelMin = 257;
 constexpr size_t kSeparableRowGrain = 4096;
 constexpr size_t kSeparableSmallSide = 32;
+// Rows that the second pass moves through its line buffers together: a row of the result is a
+// strided walk, and neighbouring rows share its cache lines and pages.
+constexpr size_t kLinesPerSweep = 8;
 
 enum class SeparableForm { InPlace, Temporary };
 
@@ -59,7 +62,7 @@ struct SeparableProblem {
 
     size_t intermediateElements(SeparableForm form) const {
         if (na == 0 || nb == 0 || empty()) return 0;
-        return form == SeparableForm::InPlace ? cols + usedCols : rows * usedCols;
+        return form == SeparableForm::InPlace ? kLinesPerSweep * (cols + usedCols) : rows * usedCols;
     }
 
     // Column j of the used part of C along the rows, into `out` (position rowBegin first).
@@ -102,15 +105,18 @@ struct SeparableProblem {
             });
             auto lineFilter = [&](const tbb::blocked_range<size_t>& r, void* buffer) {
                 Out* in = static_cast<Out*>(buffer);
-                Out* out = in + usedCols;
-                for (size_t i = r.begin(); i < r.end(); ++i) {
-                    for (size_t j = 0; j < usedCols; ++j) in[j] = result[i + j * ldResult];
-                    std::fill(out, out + cols, Out(0));
-                    secondPassRow(in, 1, out, 1);
-                    for (size_t j = 0; j < cols; ++j) result[i + j * ldResult] = out[j];
+                Out* out = in + kLinesPerSweep * usedCols;
+                for (size_t i0 = r.begin(); i0 < r.end(); i0 += kLinesPerSweep) {
+                    const size_t lines = std::min(kLinesPerSweep, r.end() - i0);
+                    for (size_t j = 0; j < usedCols; ++j)
+                        for (size_t l = 0; l < lines; ++l) in[l * usedCols + j] = result[i0 + l + j * ldResult];
+                    std::fill(out, out + lines * cols, Out(0));
+                    for (size_t l = 0; l < lines; ++l) secondPassRow(in + l * usedCols, 1, out + l * cols, 1);
+                    for (size_t j = 0; j < cols; ++j)
+                        for (size_t l = 0; l < lines; ++l) result[i0 + l + j * ldResult] = out[l * cols + j];
                 }
             };
-            const size_t bytes = (cols + usedCols) * sizeof(Out);
+            const size_t bytes = kLinesPerSweep * (cols + usedCols) * sizeof(Out);
             if (parallel)
                 parallel::threadlocal::launchWithWorkspaces<parallel::threadlocal::ThreadSafeBufferServer>(
                     0, rows, grain, lineFilter, 0, bytes, scratch);

@@ -31,6 +31,11 @@ void setNumThreads(size_t count) {
 
 size_t numThreads() { return gThreads.load(); }
 
+size_t openParallelRegions() {
+    std::lock_guard<std::mutex> lock(gBlasMutex);
+    return gOpenRegions;
+}
+
 }  // namespace vlhost
 
 namespace vlhost::detail {

@@ -4,8 +4,9 @@ peer's time, and how closely the two agree."""
 import os
 import sys
 
+import cv2
 import numpy as np
-from scipy import signal
+from scipy import ndimage, signal
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(ROOT, "bench"))
@@ -56,11 +57,64 @@ def state_space_workload(report):
                note=f"max rel diff {np.max(np.abs(X - x)) / np.max(np.abs(x)):.1e}")
 
 
+def synthetic_image(n=2048, seed=2):
+    """A scene of discs and bars on a smooth gradient, with sensor noise."""
+    rng = np.random.default_rng(seed)
+    y, x = np.mgrid[0:n, 0:n] / n
+    img = 0.3 * x + 0.2 * y
+    for _ in range(40):
+        cx, cy, r = rng.random(2).tolist() + [0.02 + 0.08 * rng.random()]
+        img += 0.5 * ((x - cx) ** 2 + (y - cy) ** 2 < r * r)
+    for _ in range(20):
+        x0, y0 = rng.random(2)
+        img += 0.4 * ((np.abs(x - x0) < 0.004) & (np.abs(y - y0) < 0.2))
+    return np.asfortranarray(img + 0.05 * rng.standard_normal((n, n)))
+
+
+def image_workload(report):
+    img = synthetic_image()
+    c = np.ascontiguousarray(img)
+    g = signal.windows.gaussian(15, 3.0)
+    g /= g.sum()
+    blur2d = np.outer(g, g)
+    sobel = np.array([[1.0, 0, -1], [2, 0, -2], [1, 0, -1]])
+    flip = lambda k: np.ascontiguousarray(k[::-1, ::-1])
+
+    blurred = vm.conv2(img, blur2d, "same")
+    t = median_times([lambda: vm.conv2(img, blur2d, "same"),
+                      lambda: cv2.filter2D(c, -1, flip(blur2d), borderType=cv2.BORDER_CONSTANT),
+                      lambda: ndimage.convolve(c, blur2d, mode="constant")], repeats=5)
+    ref = cv2.filter2D(c, -1, flip(blur2d), borderType=cv2.BORDER_CONSTANT)
+    flat = (slice(1000, 1032), slice(8, 40))  # a patch of plain background
+    print(f"  2048x2048 synthetic scene: a 15x15 Gaussian blur (sigma 3) takes the noise of a plain patch "
+          f"from {np.std(img[flat]):.4f} to {np.std(blurred[flat]):.4f}")
+    report.add("image blur, dense 15x15", t[0], "cv2.filter2D", t[1], note=f"max diff {np.max(np.abs(blurred - ref)):.1e}")
+    report.add("image blur, dense 15x15", t[0], "ndimage.convolve", t[2])
+
+    sep = vm.conv2(g, g, img, "same")
+    t = median_times([lambda: vm.conv2(g, g, img, "same"),
+                      lambda: cv2.sepFilter2D(c, -1, g, g, borderType=cv2.BORDER_CONSTANT)], repeats=5)
+    report.add("image blur, separable 15+15 taps", t[0], "cv2.sepFilter2D", t[1],
+               note=f"max diff to the dense blur {np.max(np.abs(sep - blurred)):.1e}")
+
+    gx = vm.conv2(blurred, sobel, "same")
+    gy = vm.conv2(blurred, sobel.T, "same")
+    magnitude = np.hypot(gx, gy)
+    edges = magnitude > 4 * np.median(magnitude)
+    t = median_times([lambda: vm.conv2(blurred, sobel, "same"),
+                      lambda: cv2.filter2D(np.ascontiguousarray(blurred), -1, flip(sobel), borderType=cv2.BORDER_CONSTANT)],
+                     repeats=5)
+    ref = cv2.filter2D(np.ascontiguousarray(blurred), -1, flip(sobel), borderType=cv2.BORDER_CONSTANT)
+    print(f"  Sobel edges: {100 * edges.mean():.2f} % of the pixels lie on an edge")
+    report.add("edge detection, Sobel 3x3", t[0], "cv2.filter2D", t[1], note=f"max diff {np.max(np.abs(gx - ref)):.1e}")
+
+
 def main():
     print(f"vlmathdsp tour, {vm.get_num_threads()} threads")
     report = Report("workloads")
     report.header()
     state_space_workload(report)
+    image_workload(report)
 
 
 if __name__ == "__main__":

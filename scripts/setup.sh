@@ -5,7 +5,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils libgtest-dev libtbb-dev libfftw3-dev libopenblas-dev libboost-dev
-          libboost-thread-dev pybind11-dev python3-dev python3-numpy python3-scipy python3-pytest)
+          libboost-thread-dev pybind11-dev python3-dev python3-numpy python3-scipy python3-pytest
+          python3-opencv)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

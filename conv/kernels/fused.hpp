@@ -88,34 +88,24 @@ void fusedTapRows(Out* y, size_t count, const F* xBase, ptrdiff_t xPairStep, con
         i0 = detail::fusedTapBlocks<1>(
             detail::fusedTapBlocks<detail::kFusedVectors>(0, y, count, xBase, xPairStep, gBase, gPairStep, pairs, taps),
             y, count, xBase, xPairStep, gBase, gPairStep, pairs, taps);
-    for (; i0 + B <= count; i0 += B) {
+    for (; i0 < count; i0 += B) {
+        const size_t n = count - i0 < B ? count - i0 : B;
         Out acc[B];
-        for (size_t i = 0; i < B; ++i) acc[i] = y[i0 + i];
+        for (size_t i = 0; i < n; ++i) acc[i] = y[i0 + i];
         for (size_t p = 0; p < pairs; ++p) {
             const F* x = xBase + ptrdiff_t(p) * xPairStep + i0;
             const S* g = gBase + ptrdiff_t(p) * gPairStep;
             for (size_t t = 0; t < taps; ++t) {
                 const S tap = g[t];
                 const F* xt = x - ptrdiff_t(t);
-                for (size_t i = 0; i < B; ++i) multiplyAdd(acc[i], tap, xt[i]);
+                if (n == B)  // a whole block: a constant trip count for the vectoriser
+                    for (size_t i = 0; i < B; ++i) multiplyAdd(acc[i], tap, xt[i]);
+                else
+                    for (size_t i = 0; i < n; ++i) multiplyAdd(acc[i], tap, xt[i]);
             }
         }
-        for (size_t i = 0; i < B; ++i) y[i0 + i] = acc[i];
+        for (size_t i = 0; i < n; ++i) y[i0 + i] = acc[i];
     }
-    const size_t rest = count - i0;
-    if (rest == 0) return;
-    Out acc[B];
-    for (size_t i = 0; i < rest; ++i) acc[i] = y[i0 + i];
-    for (size_t p = 0; p < pairs; ++p) {
-        const F* x = xBase + ptrdiff_t(p) * xPairStep + i0;
-        const S* g = gBase + ptrdiff_t(p) * gPairStep;
-        for (size_t t = 0; t < taps; ++t) {
-            const S tap = g[t];
-            const F* xt = x - ptrdiff_t(t);
-            for (size_t i = 0; i < rest; ++i) multiplyAdd(acc[i], tap, xt[i]);
-        }
-    }
-    for (size_t i = 0; i < rest; ++i) y[i0 + i] = acc[i];
 }
 
 // y[i] += (sum over t descending of g[t] * x[i - t]), the sum started from zero: the order of

@@ -3,6 +3,7 @@
 // that tap-by-tap axpy runs give; they only load and store each output once per sweep.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
@@ -105,6 +106,24 @@ void fusedTapRows(Out* y, size_t count, const F* xBase, ptrdiff_t xPairStep, con
             }
         }
         for (size_t i = 0; i < n; ++i) y[i0 + i] = acc[i];
+    }
+}
+
+// The rows [r0, r1) where only some taps overlap, y pointing at row r0: for each row, pairs
+// ascending, then the overlapping taps ascending, in the order of the sweeps above. x of pair p
+// is the whole first-operand column (m1 rows) at xBase + p * xPairStep.
+template <class Out, class F, class S>
+void partialTapRows(Out* y, size_t r0, size_t r1, const F* xBase, ptrdiff_t xPairStep, const S* gBase,
+                    ptrdiff_t gPairStep, size_t pairs, size_t m1, size_t m2) {
+    for (size_t r = r0; r < r1; ++r) {
+        const size_t tLo = r + 1 > m1 ? r + 1 - m1 : 0, tHi = std::min(m2, r + 1);
+        Out acc = y[r - r0];
+        for (size_t p = 0; p < pairs; ++p) {
+            const F* x = xBase + ptrdiff_t(p) * xPairStep;
+            const S* g = gBase + ptrdiff_t(p) * gPairStep;
+            for (size_t t = tLo; t < tHi; ++t) multiplyAdd(acc, g[t], x[r - t]);
+        }
+        y[r - r0] = acc;
     }
 }
 

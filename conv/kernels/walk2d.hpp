@@ -18,29 +18,37 @@ void convWalk2D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t l
     r0 = std::min(r0, rowLimit), r1 = std::min(r1, rowLimit);
     c0 = std::min(c0, colLimit), c1 = std::min(c1, colLimit);
     if (r0 >= r1 || c0 >= c1) return;
-    // Rows where every tap of a second-operand column overlaps go through one register-blocked
-    // sweep; the rows above and below walk the row plans tap by tap.
-    size_t fullLo = std::max(r0, m2 - 1), fullHi = std::min(r1, m1);
-    if (!flags.unitStride || fullHi <= fullLo) fullLo = fullHi = r1;
-    ConvDimPlan cols, above, below;
+    ConvDimPlan cols;
     buildDimPlan(cols, c0, c1, {int64_t(ldOut), int64_t(m1), int64_t(m2)}, n1, n2, ORDER_OUTPUTS);
-    buildDimPlan(above, r0, fullLo, {1, 1, 1}, m1, m2, ORDER_TAPS);
-    buildDimPlan(below, fullHi, r1, {1, 1, 1}, m1, m2, ORDER_TAPS);
+    if (flags.unitStride) {
+        // Rows where every tap of a second-operand column overlaps go through one register-blocked
+        // sweep, the rows above and below through a row-by-row sweep, both in the walk's order.
+        const size_t fullLo = std::min(std::max(r0, m2 - 1), r1), fullHi = std::max(fullLo, std::min(r1, m1));
+        walkDimPlan(cols, [&](int64_t oc, int64_t fc, int64_t sc, uint64_t pairs) {
+            auto* outColumn = out + oc;
+            const TFirst* firstColumns = first + fc;
+            const TSecond* lastSecond = second + sc + int64_t((pairs - 1) * m2);
+            partialTapRows(outColumn, r0, fullLo, firstColumns, int64_t(m1), lastSecond, -int64_t(m2), pairs, m1, m2);
+            if (fullLo < fullHi)
+                fusedTapRows(outColumn + (fullLo - r0), fullHi - fullLo, firstColumns + fullLo, int64_t(m1), lastSecond,
+                             -int64_t(m2), pairs, m2);
+            partialTapRows(outColumn + (fullHi - r0), fullHi, r1, firstColumns, int64_t(m1), lastSecond, -int64_t(m2),
+                           pairs, m1, m2);
+        });
+        return;
+    }
+    // Strided operands: each pair of columns walks the row plan tap by tap.
+    ConvDimPlan rows;
+    buildDimPlan(rows, r0, r1, {1, 1, 1}, m1, m2, ORDER_TAPS);
     walkDimPlan(cols, [&](int64_t oc, int64_t fc, int64_t sc, uint64_t pairs) {
         auto* outColumn = out + oc;
         for (uint64_t t = 0; t < pairs; ++t) {
             const TFirst* firstColumn = first + fc + int64_t(t * m1);
             const TSecond* secondColumn = second + sc + int64_t((pairs - 1 - t) * m2);
-            walkDimPlan(above, [&](int64_t o, int64_t f, int64_t s, uint64_t run) {
+            walkDimPlan(rows, [&](int64_t o, int64_t f, int64_t s, uint64_t run) {
                 axpy(flags, outColumn + o, 1, firstColumn + f, 1, secondColumn + s, run);
             });
-            walkDimPlan(below, [&](int64_t o, int64_t f, int64_t s, uint64_t run) {
-                axpy(flags, outColumn + (fullHi - r0) + o, 1, firstColumn + f, 1, secondColumn + s, run);
-            });
         }
-        if (fullLo < fullHi)
-            fusedTapRows(outColumn + (fullLo - r0), fullHi - fullLo, first + fc + fullLo, int64_t(m1),
-                         second + sc + int64_t((pairs - 1) * m2), -int64_t(m2), pairs, m2);
     });
 }
 

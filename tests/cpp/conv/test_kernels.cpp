@@ -198,6 +198,9 @@ TEST(Walk2D, BlocksGiveTheBitsOfTheWholeAndTheSparseWalkAgrees) {
         r = re;
     }
     ASSERT_EQ(whole, blocks);
+    std::vector<double> tapByTap(rows * cols);
+    convWalk2D(ConvFlags{0, 0}, tapByTap.data(), rows, 0, rows, 0, cols, a.data(), m1, n1, b.data(), m2, n2);
+    ASSERT_EQ(whole, tapByTap) << "the sweeps keep the order of the tap-by-tap walk";
     sparseWalk2D(flags, sparse.data(), rows, 0, rows, 0, cols, a.data(), m1, n1, b.data(), m2, n2);
     for (size_t i = 0; i < whole.size(); ++i) ASSERT_NEAR(whole[i], sparse[i], 1e-12);
 }

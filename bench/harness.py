@@ -10,6 +10,11 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.environ.get("VLMATHDSP_PACKAGE_PATH", os.path.join(ROOT, "build", "python")))
 
 
+# Pause before each timed call: thread pools (ours and the peers') spin for a while after a
+# parallel region, and on a small machine that spin would be charged to whoever runs next.
+SETTLE_SECONDS = 0.02
+
+
 def median_times(functions, repeats=7, warmup=1):
     """Runs each function `warmup` times, then `repeats` rounds in which every function runs
     once, in turn; returns the median seconds of each."""
@@ -19,6 +24,7 @@ def median_times(functions, repeats=7, warmup=1):
     samples = [[] for _ in functions]
     for _ in range(repeats):
         for i, fn in enumerate(functions):
+            time.sleep(SETTLE_SECONDS)
             start = time.perf_counter()
             fn()
             samples[i].append(time.perf_counter() - start)

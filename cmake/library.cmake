@@ -6,6 +6,8 @@ add_library(vlmathdsp_core STATIC
   conv/kernels/dim_plan.cpp
   conv/parallel/workspace.cpp
   conv/separable.cpp
+  filter/divide.cpp
+  filter/filter.cpp
   module/argument_helpers.cpp
   module/builtin_table.cpp
   module/registration.cpp

@@ -54,8 +54,9 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 size_t mathcoreGetDimArg(const vxArray* a) {
     const HostArray* h = host(a);
-    const bool realNumber = (classFlags(h->classOf, false) != 0 || h->classOf == VX_LOGICAL_CLASS) && !isComplex(a);
-    if (!realNumber || numel(h->dims) != 1) raiseHostError("invalidDimension");
+    // A complex value is read by its real part.
+    const bool number = classFlags(h->classOf, false) != 0 || h->classOf == VX_LOGICAL_CLASS;
+    if (!number || h->kind != Kind::Numeric || numel(h->dims) != 1) raiseHostError("invalidDimension");
     const double v = vxGetScalar(a);
     if (!(v >= 1.0) || v != std::floor(v) || v >= 9007199254740992.0) raiseHostError("invalidDimension");
     return static_cast<size_t>(v) - 1;

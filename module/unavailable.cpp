@@ -32,7 +32,6 @@ VLMATHDSP_UNAVAILABLE(dctnEntry, "vldctn")
 VLMATHDSP_UNAVAILABLE(idctnEntry, "vlidctn")
 VLMATHDSP_UNAVAILABLE(dstnEntry, "vldstn")
 VLMATHDSP_UNAVAILABLE(idstnEntry, "vlidstn")
-VLMATHDSP_UNAVAILABLE(filterEntry, "filter")
 
 #undef VLMATHDSP_UNAVAILABLE
 

@@ -1,0 +1,113 @@
+// FIR kernels in scatter form, and the functors that spread them over columns or chunks.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include <oneapi/tbb/blocked_range.h>
+
+#include "filter/update_step.hpp"
+
+namespace vfl_filter {
+
+using i64 = int64_t;
+
+// Copies count elements of zi into out, real into complex as (value, 0).
+template <class T>
+inline void seedFrom(T* out, bool outCplx, const T* zi, bool ziCplx, i64 count) {
+    if (count <= 0) return;
+    if (ziCplx == outCplx) {
+        std::memcpy(out, zi, size_t(count) * (outCplx ? 2 : 1) * sizeof(T));
+        return;
+    }
+    for (i64 i = 0; i < count; ++i) out[2 * i] = zi[i], out[2 * i + 1] = T(0);
+}
+
+struct vlFilterFIR {
+    // Adds to out[start, end) the filter's output there: zi first, then the oldest sample first.
+    template <class T>
+    void operator()(i64 nb, const T* b, i64 xLen, const T* x, i64 nz, const T* zi, T* out, i64 start, i64 end,
+                    bool bCplx, bool xCplx, bool ziCplx, bool outCplx) const {
+        (void)xLen;
+        const i64 c = end - start;
+        const int ow = outCplx ? 2 : 1, xw = xCplx ? 2 : 1, zw = ziCplx ? 2 : 1;
+        if (zi)
+            seedFrom(out + ow * start, outCplx, zi + zw * std::min(start, nz), ziCplx,
+                     std::min(end, nz) - std::min(start, nz));
+        const i64 k0 = start < nb ? 0 : start - nb + 1;
+        for (i64 k = k0; k < start; ++k) {
+            const i64 off = start - k;
+            updateStep(out, outCplx, size_t(start), x + xw * k, xCplx, b + (bCplx ? 2 : 1) * off, bCplx,
+                       size_t(std::min(c, nb - off)));
+        }
+        const i64 t = end > nb ? end - nb : 0;
+        for (i64 k = start; k < t; ++k) updateStep(out, outCplx, size_t(k), x + xw * k, xCplx, b, bCplx, size_t(nb));
+        for (i64 k = std::max(start, t); k < end; ++k)
+            updateStep(out, outCplx, size_t(k), x + xw * k, xCplx, b, bCplx, size_t(end - k));
+    }
+};
+
+struct vlFilterFIR_FC {
+    // Adds to zf[start, end): the part of zi the data never reached, and the responses that run
+    // past the end of the column.
+    template <class T>
+    void operator()(i64 nb, const T* b, i64 xLen, const T* x, i64 nz, const T* zi, T* out, i64 start, i64 end,
+                    bool bCplx, bool xCplx, bool ziCplx, bool outCplx) const {
+        const i64 c = end - start, L = xLen;
+        const int ow = outCplx ? 2 : 1, xw = xCplx ? 2 : 1, zw = ziCplx ? 2 : 1;
+        if (zi)
+            seedFrom(out + ow * start, outCplx, zi + zw * std::min(nz, L + start), ziCplx,
+                     std::min(nz, L + end) - std::min(nz, L + start));
+        const i64 k0 = L + start > nz ? L + start - nz : 0;
+        for (i64 k = k0; k < L; ++k) {
+            const i64 off = L + start - k;
+            const i64 n = std::min(c, nb - off);
+            if (n > 0)
+                updateStep(out, outCplx, size_t(start), x + xw * k, xCplx, b + (bCplx ? 2 : 1) * off, bCplx, size_t(n));
+        }
+    }
+};
+
+// One column cut into chunks of outputs.
+template <class T, class Kernel>
+struct mapCol1FIR {
+    i64 nb;
+    const T* b;
+    i64 xLen;
+    const T* x;
+    i64 nz;
+    const T* zi;
+    i64 outLen;
+    T* out;
+    Kernel kernel;
+    bool bCplx, xCplx, ziCplx, outCplx;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        kernel(nb, b, xLen, x, nz, zi, out, r.begin(), r.end(), bCplx, xCplx, ziCplx, outCplx);
+    }
+};
+
+// Whole columns.
+template <class T, class Kernel>
+struct mapColsFIR {
+    i64 nb;
+    const T* b;
+    i64 xLen;
+    const T* x;
+    i64 nz;
+    const T* zi;
+    i64 outLen;
+    T* out;
+    i64 ziStride;
+    Kernel kernel;
+    bool bCplx, xCplx, ziCplx, outCplx;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        for (i64 c = r.begin(); c < r.end(); ++c)
+            kernel(nb, b, xLen, x + (xCplx + 1) * xLen * c, nz, zi ? zi + (ziCplx + 1) * ziStride * c : nullptr,
+                   out + (outCplx + 1) * outLen * c, 0, outLen, bCplx, xCplx, ziCplx, outCplx);
+    }
+};
+
+}  // namespace vfl_filter

@@ -1,0 +1,109 @@
+// IIR kernels: a transposed direct form whose delay line is the output column itself.
+#pragma once
+
+#include <algorithm>
+
+#include "filter/fir.hpp"
+
+namespace vfl_filter {
+
+// -y by its sign bits, of both parts when complex.
+template <class T>
+inline void negated(const T* y, bool complex, T* s) {
+    s[0] = -y[0];
+    if (complex) s[1] = -y[1];
+}
+
+struct vlFilterIIR {
+    template <class T>
+    void operator()(i64 na, const T* a, i64 nb, const T* b, i64 xLen, const T* x, i64 nz, const T* zi, T* y,
+                    bool aCplx, bool bCplx, bool xCplx, bool ziCplx, bool yCplx) const {
+        const i64 L = xLen;
+        const int xw = xCplx ? 2 : 1, yw = yCplx ? 2 : 1, aw = aCplx ? 2 : 1;
+        if (zi) seedFrom(y, yCplx, zi, ziCplx, std::min(nz, L));
+        const T* feedback = a + aw;  // a[1 ...]
+        T s[2];
+        // While i + order < L the lengths are whole; the last `order` samples clip them.
+        const i64 whole = std::max<i64>(L - nz, 0);
+        for (i64 i = 0; i < whole; ++i) {
+            updateStep(y, yCplx, size_t(i), x + xw * i, xCplx, b, bCplx, size_t(nb));
+            negated(y + yw * i, yCplx, s);
+            updateStep(y, yCplx, size_t(i + 1), s, yCplx, feedback, aCplx, size_t(std::max<i64>(na - 1, 0)));
+        }
+        for (i64 i = whole; i < L; ++i) {
+            updateStep(y, yCplx, size_t(i), x + xw * i, xCplx, b, bCplx, size_t(std::min(nb, L - i)));
+            negated(y + yw * i, yCplx, s);
+            updateStep(y, yCplx, size_t(i + 1), s, yCplx, feedback, aCplx,
+                       size_t(std::max<i64>(std::min(na - 1, L - i - 1), 0)));
+        }
+    }
+};
+
+struct vlFilterIIR_FC {
+    template <class T>
+    void operator()(i64 na, const T* a, i64 nb, const T* b, i64 xLen, const T* x, const T* y, i64 nz, const T* zi,
+                    T* zf, bool aCplx, bool bCplx, bool xCplx, bool yCplx, bool ziCplx, bool zfCplx) const {
+        const i64 L = xLen;
+        const int xw = xCplx ? 2 : 1, yw = yCplx ? 2 : 1, aw = aCplx ? 2 : 1, bw = bCplx ? 2 : 1;
+        if (zi && L < nz) seedFrom(zf, zfCplx, zi + (ziCplx ? 2 : 1) * L, ziCplx, nz - L);
+        for (i64 k = L < nb ? 0 : L - nb + 1; k < L; ++k) {
+            const i64 off = L - k;
+            updateStep(zf, zfCplx, 0, x + xw * k, xCplx, b + bw * off, bCplx, size_t(nb - off));
+        }
+        T s[2];
+        for (i64 k = L < na ? 0 : L - na + 1; k < L; ++k) {
+            const i64 off = L - k;
+            negated(y + yw * k, yCplx, s);
+            updateStep(zf, zfCplx, 0, s, yCplx, a + aw * off, aCplx, size_t(na - off));
+        }
+    }
+};
+
+template <class T>
+struct mapColsIIR {
+    i64 na;
+    const T* a;
+    i64 nb;
+    const T* b;
+    i64 xLen;
+    const T* x;
+    i64 nz;
+    const T* zi;
+    T* y;
+    i64 ziStride;
+    vlFilterIIR kernel;
+    bool aCplx, bCplx, xCplx, ziCplx, yCplx;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        for (i64 c = r.begin(); c < r.end(); ++c)
+            kernel(na, a, nb, b, xLen, x + (xCplx + 1) * xLen * c, nz,
+                   zi ? zi + (ziCplx + 1) * ziStride * c : nullptr, y + (yCplx + 1) * xLen * c, aCplx, bCplx, xCplx,
+                   ziCplx, yCplx);
+    }
+};
+
+template <class T>
+struct mapColsIIR_FC {
+    i64 na;
+    const T* a;
+    i64 nb;
+    const T* b;
+    i64 xLen;
+    const T* x;
+    const T* y;
+    i64 nz;
+    const T* zi;
+    T* zf;
+    i64 ziStride;
+    vlFilterIIR_FC kernel;
+    bool aCplx, bCplx, xCplx, yCplx, ziCplx, zfCplx;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        for (i64 c = r.begin(); c < r.end(); ++c)
+            kernel(na, a, nb, b, xLen, x + (xCplx + 1) * xLen * c, y + (yCplx + 1) * xLen * c, nz,
+                   zi ? zi + (ziCplx + 1) * ziStride * c : nullptr, zf + (zfCplx + 1) * nz * c, aCplx, bCplx, xCplx,
+                   yCplx, ziCplx, zfCplx);
+    }
+};
+
+}  // namespace vfl_filter

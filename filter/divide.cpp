@@ -34,7 +34,7 @@ inline void smith(T u, T v, T p, T q, T& re, T& im) {
             return;
         }
         re = (u * w + v) / s;
-        im = (v * w - u) / s;
+        im = (v * w + (-u)) / s;  // v w - u; sums only, so no multiply-add forms
     } else {
         const T w = q / p, s = w * q + p;
         if (std::isnan(s) || s == T(0)) {
@@ -42,7 +42,7 @@ inline void smith(T u, T v, T p, T q, T& re, T& im) {
             return;
         }
         re = (v * w + u) / s;
-        im = (v - u * w) / s;
+        im = (v + (-u) * w) / s;  // v - u w
     }
 }
 

@@ -46,8 +46,10 @@ inline void smith(T u, T v, T p, T q, T& re, T& im) {
     }
 }
 
+// Kept scalar: the block vectoriser would pair the two parts of a quotient into a fused
+// multiply-subtract-add, which rounds once where the division's formula rounds twice.
 template <class T>
-void divide(const T* in, bool inCplx, T* out, bool outCplx, size_t begin, size_t end, T dr, T di, bool divisorCplx) {
+__attribute__((optimize("no-tree-slp-vectorize"))) void divide(const T* in, bool inCplx, T* out, bool outCplx, size_t begin, size_t end, T dr, T di, bool divisorCplx) {
     for (size_t i = begin; i < end; ++i) {
         if (!divisorCplx) {
             if (inCplx) out[2 * i] = in[2 * i] / dr, out[2 * i + 1] = in[2 * i + 1] / dr;

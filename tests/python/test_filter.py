@@ -1,0 +1,193 @@
+"""filter against scipy.signal.lfilter: FIR and IIR, every complexity, classes, dimensions,
+initial and final conditions, non-finite data, threads and errors."""
+
+import numpy as np
+import pytest
+from scipy import signal
+
+import vlmathdsp as vm
+
+
+def rand(rng, shape, complex_=False, dtype=np.float64):
+    x = rng.standard_normal(shape)
+    if complex_:
+        x = x + 1j * rng.standard_normal(shape)
+    return x.astype(np.result_type(dtype, np.complex64) if complex_ else dtype)
+
+
+def stable_denominator(rng, na, complex_=False):
+    """A monic polynomial whose roots lie inside radius 0.5, times a non-unit a[0]."""
+    roots = 0.5 * rng.random(na - 1) * np.exp(2j * np.pi * rng.random(na - 1))
+    if not complex_:
+        roots = np.concatenate([roots[: (na - 1) // 2], np.conj(roots[: (na - 1) // 2])])
+        if len(roots) < na - 1:
+            roots = np.append(roots, 0.5)
+    a = np.poly(roots)
+    return 1.7 * (a if complex_ else a.real)
+
+
+def lfilter_reference(b, a, x, zi, axis):
+    """lfilter in double or complex double; zi given with the order axis first."""
+    zi_along = None if zi is None else np.moveaxis(np.asarray(zi, dtype=complex), 0, axis)
+    wide = lambda v: np.asarray(v, dtype=complex)
+    y, zf = signal.lfilter(wide(b), wide(a), wide(x), axis=axis,
+                           zi=zi_along if zi is not None else np.zeros(
+                               tuple(max(len(a), len(b)) - 1 if i == axis else s for i, s in enumerate(np.shape(x))),
+                               dtype=complex))
+    return y, np.moveaxis(zf, axis, 0)
+
+
+def close(got, want, dtype, scale=1.0):
+    eps = np.finfo(np.float32 if np.dtype(dtype).itemsize in (4, 8) and np.dtype(dtype).kind == "c"
+                   and np.dtype(dtype).itemsize == 8 or np.dtype(dtype) == np.float32 else np.float64).eps
+    np.testing.assert_allclose(got, want, rtol=0, atol=2000 * eps * scale * max(1.0, np.max(np.abs(want), initial=0)))
+
+
+@pytest.mark.parametrize("nb,na", [(10, 1), (16, 1), (17, 1), (64, 1), (3, 3), (5, 17), (17, 5), (20, 20), (1, 2)])
+@pytest.mark.parametrize("cb,ca,cx,czi", [(0, 0, 0, 0), (1, 0, 0, 0), (0, 1, 0, 0), (0, 0, 1, 0), (0, 0, 0, 1),
+                                          (1, 1, 1, 1), (0, 1, 1, 0)])
+def test_matches_lfilter_with_initial_and_final_conditions(nb, na, cb, ca, cx, czi):
+    rng = np.random.default_rng(nb * 100 + na + 7 * (cb + 2 * ca + 4 * cx + 8 * czi))
+    b = rand(rng, nb, cb)
+    a = stable_denominator(rng, na, ca) if na > 1 else (np.array([1.3 + 0.4j]) if ca else np.array([1.3]))
+    order = max(na, nb) - 1
+    x = rand(rng, (300, 5), cx)
+    zi = rand(rng, (order, 5), czi)
+    y, zf = vm.filter(b, a, x, zi, nargout=2)
+    ry, rzf = lfilter_reference(b, a, x, zi, 0)
+    close(y, ry, np.float64)
+    close(zf, rzf, np.float64)
+    assert (y.dtype.kind == "c") == bool(cb or ca or cx or czi) or not np.iscomplexobj(ry) or np.all(ry.imag == 0)
+
+
+@pytest.mark.parametrize("dim", [1, 2, 3])
+@pytest.mark.parametrize("shared", [False, True])
+def test_each_dimension_of_a_3d_array(dim, shared):
+    rng = np.random.default_rng(dim)
+    b, a = signal.butter(3, 0.3)
+    x = rand(rng, (6, 7, 5))
+    others = tuple(s for i, s in enumerate(x.shape) if i != dim - 1)
+    zi = rand(rng, (3, 1)) if shared else rand(rng, (3,) + others)
+    y, zf = vm.filter(b, a, x, zi, dim, nargout=2)
+    full_zi = np.broadcast_to(zi.reshape((3,) + (1,) * len(others)), (3,) + others) if shared else zi
+    ry, rzf = lfilter_reference(b, a, x, full_zi, dim - 1)
+    assert y.shape == x.shape and zf.shape == (3,) + others, "zf keeps the order axis first"
+    close(y, ry.real, np.float64)
+    close(zf, rzf.real, np.float64)
+
+
+def test_dimension_past_the_last_and_the_default_dimension():
+    rng = np.random.default_rng(3)
+    x = rand(rng, (4, 5))
+    y, zf = vm.filter([1.0, 0.5], [2.0], x, None, 3, nargout=2)
+    np.testing.assert_array_equal(y, x / 2)
+    assert zf.shape == (1, 4, 5)
+    np.testing.assert_array_equal(zf[0], x / 4)
+    row = rand(rng, (1, 30))
+    np.testing.assert_allclose(vm.filter([1.0, 1.0], [1.0], row), signal.lfilter([1.0, 1.0], [1.0], row, axis=1))
+
+
+@pytest.mark.parametrize("dtype", [np.float32, np.complex64])
+def test_single_precision(dtype):
+    rng = np.random.default_rng(4)
+    b, a = signal.butter(4, 0.25)
+    x = rand(rng, (400, 3), np.dtype(dtype).kind == "c", np.float32)
+    y = vm.filter(b, a, x)
+    assert y.dtype == dtype
+    close(y, lfilter_reference(b, a, x, None, 0)[0], np.float32)
+
+
+def test_integer_and_logical_inputs_run_in_double():
+    y = vm.filter(np.int8([1, 2]), [1.0], np.array([True, False, True]))
+    np.testing.assert_array_equal(y, [1.0, 2.0, 1.0])
+    assert y.dtype == np.float64
+
+
+def test_a_nan_poisons_everything_after_it_on_the_recursive_path():
+    b, a = signal.butter(2, 0.2)
+    for nb_extra in (0, 30):  # inline updates and long ones
+        x = np.ones(200)
+        x[50] = np.nan
+        y = vm.filter(np.concatenate([b, np.zeros(nb_extra)]), a, x)
+        assert not np.isnan(y[:50]).any() and np.isnan(y[50:]).all()
+
+
+def test_zero_samples_against_an_infinite_coefficient():
+    b = np.ones(20)
+    b[3] = np.inf
+    x = np.ones(60)
+    x[10] = 0.0
+    y = vm.filter(b, 1.0, x)  # the zero sample stays inline and multiplies the Inf
+    assert np.isnan(y[13])
+    y = vm.filter(b, 1.0, x, np.zeros(19) + 0j)  # real b and x into complex y: the zero is skipped
+    assert y[13] == 13.0 and np.isinf(y[12])
+
+
+@pytest.mark.parametrize("case", ["chunked", "columns", "iir-columns"])
+def test_one_thread_and_several_give_the_same_bits(threads, case):
+    rng = np.random.default_rng(6)
+    if case == "chunked":
+        b, a, x = rand(rng, 40), [1.0], rand(rng, 50000)
+    elif case == "columns":
+        b, a, x = rand(rng, 25), [0.7], rand(rng, (3000, 9))
+    else:
+        b, a = signal.butter(6, 0.1)
+        x = rand(rng, (3000, 9))
+    threads(1)
+    one = vm.filter(b, a, x, nargout=2)
+    for n in (2, 3, 5):
+        threads(n)
+        again = vm.filter(b, a, x, nargout=2)
+        np.testing.assert_array_equal(again[0], one[0])
+        np.testing.assert_array_equal(again[1], one[1])
+
+
+def test_edge_cases_of_the_front_end():
+    rng = np.random.default_rng(8)
+    b = rand(rng, 5)
+    x = rand(rng, 40)
+    y = vm.filter(b, [1.0], x)  # no division: b is used as given
+    np.testing.assert_allclose(y, np.convolve(x, b)[:40], atol=1e-13)
+    y, zf = vm.filter([1.0], [2.0, 0.0], x, nargout=2)  # two-element a: the recursive path, order 1
+    np.testing.assert_array_equal(y, x / 2)
+    assert zf.shape == (1,)
+    assert vm.filter(b, 1.0, x, np.zeros((0, 0))).shape == (40,), "0-by-0 counts as no initial conditions"
+    with pytest.raises(vm.Error):
+        vm.filter(b, 1.0, x, np.zeros((0, 4)))
+    assert vm.filter([2.0], 1.0, x, np.zeros((0, 1))).shape == (40,), "order 0 takes a 0-by-1 zi"
+    y = vm.filter(b, 1.0, x, np.zeros(4) + 0j)
+    assert y.dtype == np.float64, "imaginary parts that stay zero leave a real result"
+    y, zf = vm.filter(b, 1.0, x, None, complex(1, 0), nargout=2)
+    assert y.dtype == np.float64 and zf.dtype == np.float64
+    _, zf = vm.filter(b, 1.0, np.zeros((0, 1)), np.arange(4.0), nargout=2)
+    np.testing.assert_array_equal(zf.ravel(), np.arange(4.0))  # no data: zf is zi
+
+
+@pytest.mark.parametrize("args,identifier", [
+    (([1.0], [1.0], np.ones(3), np.ones((2, 2))), "VELTRA:filter:invalidInitialConditions"),
+    (([1.0, 1.0], [0.0, 1.0], np.ones(3), np.ones((5, 5))), "VELTRA:filter:invalidInitialConditions"),
+    (([1.0, 1.0], [-0.0, 1.0], np.ones(3)), "VELTRA:filter:firstElementOfDenominatorFilterZero"),
+    ((np.zeros((1, 0)), [np.inf], np.ones(3)), "VELTRA:filter:firstElementOfDenominatorFilterNotFinite"),
+    (([1.0], [complex(1, np.nan), 1], np.ones(3)), "VELTRA:filter:firstElementOfDenominatorFilterNotFinite"),
+    ((np.ones((2, 2)), [1.0], np.ones(3)), "VELTRA:filter:notVectorInput"),
+    (([1.0], np.ones((2, 2)), np.ones(3)), "VELTRA:filter:notVectorInput"),
+    (([1.0], [1.0], "abc"), "VELTRA:filter:inputType"),
+    (([1.0], [1.0], np.ones(3), None, "x"), "VELTRA:filter:inputType"),
+    (([1.0], [1.0]), "VELTRA:minrhs"),
+    (([1.0], [1.0], np.ones(3), None, 1, 1), "VELTRA:maxrhs"),
+])
+def test_errors_in_their_order(args, identifier):
+    with pytest.raises(vm.Error) as info:
+        vm.call(9, *args)
+    assert info.value.identifier == identifier
+
+
+def test_sparse_and_result_count_errors():
+    import scipy.sparse
+    with pytest.raises(vm.Error) as info:
+        vm.filter([1.0], [1.0], scipy.sparse.eye(3, format="csc"))
+    assert info.value.identifier == "VELTRA:filter:sparseInput"
+    with pytest.raises(vm.Error) as info:
+        vm.filter([1.0], [1.0], np.ones(3), nargout=3)
+    assert info.value.identifier == "VELTRA:maxlhs"
+    np.testing.assert_array_equal(vm.call(10, [1.0], [1.0], np.ones(3)), np.ones(3)), "slot 10 is the same filter"

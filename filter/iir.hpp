@@ -14,11 +14,49 @@ inline void negated(const T* y, bool complex, T* s) {
     if (complex) s[1] = -y[1];
 }
 
+// Orders up to this keep the delay line in registers (real data, na == nb == order + 1).
+constexpr i64 kRegisterOrderMax = 16;
+
+// The part of y ahead of sample i, held in w[0 .. Order): each output still receives, for each
+// sample in turn, its forward term and then its feedback term, so the bits are those of the
+// updates into y; only the loads and stores of the delay line go.
+template <int Order, class T>
+void iirInRegisters(const T* a, const T* b, i64 L, const T* x, i64 nz, const T* zi, T* y) {
+    T w[Order + 1] = {};
+    if (zi)
+        for (i64 j = 0; j < std::min<i64>(nz, L); ++j) w[j] = zi[j];
+    T bb[Order + 1], aa[Order + 1];
+    for (int j = 0; j <= Order; ++j) bb[j] = b[j], aa[j] = a[j];
+    for (i64 i = 0; i < L; ++i) {
+        const T xi = x[i];
+        const T yi = w[0] + xi * bb[0];
+        y[i] = yi;
+        const T s = -yi;
+        w[Order] = T(0);
+#pragma GCC unroll 16
+        for (int j = 1; j <= Order; ++j) w[j - 1] = (w[j] + xi * bb[j]) + s * aa[j];
+    }
+}
+
+template <class T>
+bool iirFastPath(i64 na, const T* a, i64 nb, const T* b, i64 L, const T* x, i64 nz, const T* zi, T* y) {
+    switch (na == nb ? na - 1 : 0) {
+#define VL_IIR_ORDER(n) \
+    case n: iirInRegisters<n>(a, b, L, x, nz, zi, y); return true;
+        VL_IIR_ORDER(1) VL_IIR_ORDER(2) VL_IIR_ORDER(3) VL_IIR_ORDER(4) VL_IIR_ORDER(5) VL_IIR_ORDER(6)
+        VL_IIR_ORDER(7) VL_IIR_ORDER(8) VL_IIR_ORDER(9) VL_IIR_ORDER(10) VL_IIR_ORDER(11) VL_IIR_ORDER(12)
+        VL_IIR_ORDER(13) VL_IIR_ORDER(14) VL_IIR_ORDER(15) VL_IIR_ORDER(16)
+#undef VL_IIR_ORDER
+        default: return false;
+    }
+}
+
 struct vlFilterIIR {
     template <class T>
     void operator()(i64 na, const T* a, i64 nb, const T* b, i64 xLen, const T* x, i64 nz, const T* zi, T* y,
                     bool aCplx, bool bCplx, bool xCplx, bool ziCplx, bool yCplx) const {
         const i64 L = xLen;
+        if (!aCplx && !bCplx && !xCplx && !ziCplx && !yCplx && iirFastPath(na, a, nb, b, L, x, nz, zi, y)) return;
         const int xw = xCplx ? 2 : 1, yw = yCplx ? 2 : 1, aw = aCplx ? 2 : 1;
         if (zi) seedFrom(y, yCplx, zi, ziCplx, std::min(nz, L));
         const T* feedback = a + aw;  // a[1 ...]

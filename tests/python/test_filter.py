@@ -191,3 +191,17 @@ def test_sparse_and_result_count_errors():
         vm.filter([1.0], [1.0], np.ones(3), nargout=3)
     assert info.value.identifier == "VELTRA:maxlhs"
     np.testing.assert_array_equal(vm.call(10, [1.0], [1.0], np.ones(3)), np.ones(3)), "slot 10 is the same filter"
+
+
+@pytest.mark.parametrize("order", [1, 2, 8, 16, 17])
+def test_the_register_delay_line_gives_the_bits_of_the_general_path(order):
+    rng = np.random.default_rng(order)
+    b = rand(rng, order + 1)
+    a = stable_denominator(rng, order + 1)
+    x = rand(rng, (500, 3))
+    zi = rand(rng, (order, 3))
+    real = vm.filter(b, a, x, zi, nargout=2)
+    general = vm.filter(b, a, x.astype(complex), zi, nargout=2)  # complex data: the general kernel
+    assert general[0].dtype == np.float64
+    np.testing.assert_array_equal(real[0], general[0])
+    np.testing.assert_array_equal(real[1], general[1])

@@ -1,0 +1,51 @@
+"""filter against scipy.signal.lfilter, sosfilt and oaconvolve."""
+
+import numpy as np
+from scipy import signal
+
+from harness import Report, median_times
+
+import vlmathdsp as vm
+
+GOAL = 1.5
+
+
+def data(shape, seed=0):
+    return np.asfortranarray(np.random.default_rng(seed).standard_normal(shape))
+
+
+def iir(report):
+    x = data((10**6, 8))
+    b, a = signal.butter(8, 0.1)
+    sos = signal.butter(8, 0.1, output="sos")
+    ours = lambda: vm.filter(b, a, x)
+    t = median_times([ours, lambda: signal.lfilter(b, a, x, axis=0), lambda: signal.sosfilt(sos, x, axis=0)],
+                     repeats=5)
+    diff = np.max(np.abs(ours() - signal.lfilter(b, a, x, axis=0)))
+    name = "IIR 8th order, 10^6 x 8, double"
+    report.add(name, t[0], "lfilter", t[1], GOAL, f"max abs diff {diff:.1e}")
+    report.add(name, t[0], "sosfilt", t[2], GOAL)
+
+
+def fir(report, shape, name):
+    x = data(shape)
+    h = signal.firwin(64, 0.2)
+    n = shape[0]
+    ours = lambda: vm.filter(h, 1.0, x)
+    oa = lambda: signal.oaconvolve(x, h.reshape(-1, 1) if x.ndim == 2 else h, axes=0)[:n]
+    t = median_times([ours, lambda: signal.lfilter(h, 1.0, x, axis=0), oa], repeats=5)
+    diff = np.max(np.abs(ours() - signal.lfilter(h, 1.0, x, axis=0)))
+    report.add(name, t[0], "lfilter", t[1], GOAL, f"max abs diff {diff:.1e}")
+    report.add(name, t[0], "oaconvolve", t[2], GOAL)
+
+
+def run(report):
+    iir(report)
+    fir(report, (10**6, 8), "FIR 64 taps, 10^6 x 8, double")
+    fir(report, (8 * 10**6,), "FIR 64 taps, one column of 8x10^6")
+
+
+if __name__ == "__main__":
+    report = Report("filter")
+    report.header()
+    run(report)

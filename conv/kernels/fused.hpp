@@ -72,6 +72,24 @@ size_t fusedTapBlocks(size_t i0, T* y, size_t count, const T* xBase, ptrdiff_t x
     return i0;
 }
 
+// The real, single-type form of fusedDotRows over blocks of NV vectors from i0.
+template <size_t NV, class T>
+size_t fusedDotBlocks(size_t i0, T* y, size_t count, const T* x, const T* g, size_t taps) {
+    constexpr size_t L = sizeof(Vec<T>) / sizeof(T), B = L * NV;
+    for (; i0 + B <= count; i0 += B) {
+        Vec<T> acc[NV] = {};
+        for (size_t t = taps; t-- > 0;) {
+            const Vec<T> tap = Vec<T>{} + g[t];
+            const T* xt = x + i0 - ptrdiff_t(t);
+#pragma GCC unroll 8
+            for (size_t v = 0; v < NV; ++v) acc[v] = acc[v] + tap * loadVec(xt + v * L);
+        }
+#pragma GCC unroll 8
+        for (size_t v = 0; v < NV; ++v) storeVec(y + i0 + v * L, loadVec(y + i0 + v * L) + acc[v]);
+    }
+    return i0;
+}
+
 }  // namespace detail
 
 // Outputs per register block: 512 bytes of accumulators.
@@ -132,7 +150,11 @@ void partialTapRows(Out* y, size_t r0, size_t r1, const F* xBase, ptrdiff_t xPai
 template <class Out, class F, class S>
 void fusedDotRows(Out* y, size_t count, const F* x, const S* g, size_t taps) {
     constexpr size_t B = kFusedBlock<Out>;
-    for (size_t i0 = 0; i0 < count; i0 += B) {
+    size_t start = 0;
+    if constexpr (std::is_floating_point_v<Out> && std::is_same_v<Out, F> && std::is_same_v<Out, S>)
+        start = detail::fusedDotBlocks<1>(detail::fusedDotBlocks<detail::kFusedVectors>(0, y, count, x, g, taps), y,
+                                          count, x, g, taps);
+    for (size_t i0 = start; i0 < count; i0 += B) {
         const size_t n = count - i0 < B ? count - i0 : B;
         Out acc[B] = {};
         for (size_t t = taps; t-- > 0;) {

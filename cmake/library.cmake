@@ -7,6 +7,10 @@ add_library(vlmathdsp_core STATIC
   conv/parallel/workspace.cpp
   conv/separable.cpp
   filter/divide.cpp
+  fourier/fft1d.cpp
+  fourier/fft_pass.cpp
+  fourier/plan_container.cpp
+  fourier/resize.cpp
   filter/filter.cpp
   module/argument_helpers.cpp
   module/builtin_table.cpp
@@ -15,7 +19,7 @@ add_library(vlmathdsp_core STATIC
   statespace/ltitr.cpp)
 target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)
-target_link_libraries(vlmathdsp_core PUBLIC vlhost Boost::headers Boost::thread vl_openblas TBB::tbb)
+target_link_libraries(vlmathdsp_core PUBLIC vlhost vlfl_fft Boost::headers Boost::thread vl_openblas TBB::tbb)
 
 add_library(vlmathdsp SHARED module/exports.cpp)
 target_compile_definitions(vlmathdsp PRIVATE VLMATHDSP_VERSION="${PROJECT_VERSION}")

@@ -49,7 +49,7 @@ using MsgException = foundation::core::except::Exception<Key, std::exception, vo
 // Builds the exception, offers it to the host, and throws a copy if the host returns.
 template <class Key>
 [[noreturn]] void throwMsg(const resource_core::BaseMsgID& id) {
-    static_assert(!Key::isWarning, "a warning identifier is issued, not thrown");
+    static_assert(Key::isError, "a warning identifier is issued, not thrown");
     MsgException<Key> local(id);
     local.setIdentifier(foundation::core::except::IMsgIDException::get_error_id(id));
     matrix::detail::do_legacy_vx_error(local);

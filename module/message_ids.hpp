@@ -8,7 +8,8 @@
     struct key_ {                                                                \
         static constexpr const char* component = "VELTRA:" #component_;          \
         static constexpr const char* key = #key_;                                \
-        static constexpr bool isWarning = (#kind_[0] == 'W');                    \
+        static constexpr bool isWarning = (#kind_[0] != 'E');                    \
+        static constexpr bool isError = (#kind_[0] != 'W');                      \
     };                                                                           \
     }
 #include "module/message_ids.def"
@@ -20,6 +21,7 @@ struct unavailable {
     static constexpr const char* component = "VELTRA";
     static constexpr const char* key = "unavailable";
     static constexpr bool isWarning = false;
+    static constexpr bool isError = true;
 };
 }  // namespace VELTRA::host
 

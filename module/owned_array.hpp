@@ -29,6 +29,7 @@ public:
     }
 
     vxArray* get() const { return array_; }
+    bool owns() const { return owned_; }
     vxArray* operator->() const { return array_; }
     vxArray* release() {
         owned_ = false;

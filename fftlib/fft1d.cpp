@@ -1,0 +1,238 @@
+// veltraFFT1D over FFTW's guru64 interface, on the host's interleaved, strided layout.
+//
+// Keys: word 0 is n; word 1 the stride; word 2 the count of outer sequences; word 3 packs the
+// sign (bit 0), whether the transform runs in place (bit 1), FFTW's alignment of input and output
+// (bits 2-9, 10-17), the planner flags (bits 18-25) and the plan's thread count (bits 26-41).
+// Every call that needs another plan differs in one of these.
+//
+// rows: a plan uses the context's threads only for at least `rows` sequences or n of at least
+// kThreadedLengthMin; smaller transforms are planned for one thread, which they run faster on.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include "fftlib/fft.hpp"
+#include "fftlib/plans.hpp"
+
+namespace vfl_fft {
+
+namespace {
+
+constexpr uint64_t kThreadedLengthMin = 1 << 15;
+
+uint64_t flagsCode(int32_t flags) { return uint64_t(uint8_t(flags)); }
+
+unsigned plannerFlagsFor(int32_t flags, uint64_t n) {
+    if (flags == kPlannerHybrid) return n <= kHybridMeasureMax ? FFTW_MEASURE : FFTW_ESTIMATE;
+    return unsigned(flags);
+}
+
+// Buffers of the transform library, freed on every path.
+template <class E>
+struct Buffer {
+    E* data = nullptr;
+    explicit Buffer(size_t count) {
+        if (count == 0) return;
+        data = static_cast<E*>(fftw_malloc(count * sizeof(E)));
+        if (!data) throw std::runtime_error("FFTW:nomem");
+    }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+    ~Buffer() {
+        if (data) fftw_free(data);
+    }
+};
+
+template <class U>
+struct RealOf {
+    using type = U;
+};
+template <class U>
+struct RealOf<std::complex<U>> {
+    using type = U;
+};
+
+// Offsets scratch so that it has the address of `like` modulo the widest SIMD alignment.
+constexpr uintptr_t kAlignmentSpan = 64;
+inline char* alignedLike(char* scratch, const void* like) {
+    const uintptr_t want = reinterpret_cast<uintptr_t>(like) % kAlignmentSpan;
+    const uintptr_t have = reinterpret_cast<uintptr_t>(scratch) % kAlignmentSpan;
+    return scratch + (want + kAlignmentSpan - have) % kAlignmentSpan;
+}
+
+// Copies sequences from length inLen to length outLen (zero padded or truncated).
+template <class E>
+void restage(const E* in, uint64_t inLen, E* out, uint64_t outLen, uint64_t stride, uint64_t outer) {
+    const uint64_t common = std::min(inLen, outLen);
+    for (uint64_t o = 0; o < outer; ++o) {
+        const E* src = in + stride * inLen * o;
+        E* dst = out + stride * outLen * o;
+        std::memcpy(dst, src, sizeof(E) * stride * common);
+        std::fill(dst + stride * common, dst + stride * outLen, E(0));
+    }
+}
+
+template <class T>
+struct Job {
+    fftwContext context;
+    uint64_t n, stride, outer;
+    int sign;
+
+    int threads() const {
+        const uint64_t t = outer * stride >= context.rows || n >= kThreadedLengthMin ? context.numThreads : 1;
+        return int(std::max<uint64_t>(t, 1));
+    }
+
+    PlanKey key(bool inPlace, int alignIn, int alignOut) const {
+        const uint64_t word3 = uint64_t(sign > 0) | uint64_t(inPlace) << 1 | uint64_t(alignIn & 0xff) << 2 |
+                               uint64_t(alignOut & 0xff) << 10 | flagsCode(context.plannerFlags) << 18 |
+                               uint64_t(threads() & 0xffff) << 26;
+        return {n, stride, outer, word3};
+    }
+
+    // Samples `stride` apart; `stride` interleaved sequences; `outer` blocks inSpan / outSpan apart.
+    void dims(fftw_iodim64& d, fftw_iodim64 how[2], uint64_t inSpan, uint64_t outSpan) const {
+        d = {ptrdiff_t(n), ptrdiff_t(stride), ptrdiff_t(stride)};
+        how[0] = {ptrdiff_t(stride), 1, 1};
+        how[1] = {ptrdiff_t(outer), ptrdiff_t(inSpan), ptrdiff_t(outSpan)};
+    }
+};
+
+// Finds or makes the plan; `make(flags, in, out)` plans on the given arrays. Returns the plan
+// and whether the caller owns it (the cache refused it).
+template <class T, int kind, class Make, class In, class Out>
+std::pair<PlanOf<T>, bool> planFor(fftwPlanCacheInterface<T, kind>* cache, const Job<T>& job, In* in, Out* out,
+                                   size_t inBytes, size_t outBytes, Make make) {
+    using F = Fftw<T>;
+    const bool inPlace = static_cast<void*>(in) == static_cast<void*>(out);
+    const int alignIn = F::alignment(reinterpret_cast<T*>(in)), alignOut = F::alignment(reinterpret_cast<T*>(out));
+    const PlanKey key = job.key(inPlace, alignIn, alignOut);
+    if (cache)
+        if (PlanOf<T> plan = cache->find(key)) return {plan, false};
+    const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
+    PlanOf<T> plan;
+    F::threads(job.threads());
+    if ((flags & (FFTW_MEASURE | FFTW_PATIENT | FFTW_EXHAUSTIVE)) == 0 && flags != 0) {
+        plan = make(flags, in, out);  // estimating never touches the arrays
+    } else {
+        // Measuring overwrites its arrays: plan on scratch of the same alignment.
+        const size_t bytes = std::max(inBytes, outBytes) + kAlignmentSpan;
+        Buffer<char> scratchIn(bytes), scratchOut(inPlace ? 0 : bytes);
+        char* si = alignedLike(scratchIn.data, in);
+        char* so = inPlace ? si : alignedLike(scratchOut.data, out);
+        plan = make(flags, reinterpret_cast<In*>(si), reinterpret_cast<Out*>(so));
+    }
+    if (!plan) throw std::runtime_error("FFTWAssertionFailure");
+    countPlanMade();
+    const bool kept = cache && cache->insert(key, plan);
+    return {plan, !kept};
+}
+
+template <class T>
+struct PlanOwner {
+    PlanOf<T> plan;
+    bool owned;
+    ~PlanOwner() {
+        if (owned && plan) Fftw<T>::destroy(plan);
+    }
+};
+
+template <class C>
+void scaleBy(C* data, size_t count, double n) {
+    using R = typename RealOf<C>::type;
+    const R d = R(n);
+    R* p = reinterpret_cast<R*>(data);
+    const size_t reals = count * (sizeof(C) / sizeof(R));
+    for (size_t i = 0; i < reals; ++i) p[i] = p[i] / d;
+}
+
+}  // namespace
+
+template <class T, int kind>
+void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, const InOf<T, kind>* in,
+                 OutOf<T, kind>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany, int sign) {
+    using F = Fftw<T>;
+    using C = std::complex<T>;
+    using FC = typename F::complex;
+    if (n == 0 || howMany == 0 || stride == 0) return;
+    const Job<T> job{context, n, stride, howMany / stride, sign};
+    const uint64_t outer = job.outer;
+    const size_t total = size_t(stride * n * outer);
+    fftw_iodim64 d, how[2];
+
+    if constexpr (kind == 2) {
+        const C* src = in;
+        if (inLen != n) {  // padded or truncated into the output, then in place
+            restage(in, inLen, out, n, stride, outer);
+            src = out;
+        }
+        job.dims(d, how, stride * n, stride * n);
+        C* srcMutable = const_cast<C*>(src);
+        auto [plan, owned] = planFor<T, kind>(cache, job, srcMutable, out, total * sizeof(C), total * sizeof(C),
+                                              [&](unsigned flags, C* i, C* o) {
+                                                  return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i),
+                                                                reinterpret_cast<FC*>(o), sign, flags);
+                                              });
+        PlanOwner<T> guard{plan, owned};
+        F::execDft(plan, reinterpret_cast<FC*>(srcMutable), reinterpret_cast<FC*>(out));
+        if (sign > 0) scaleBy(out, total, double(n));
+    } else if constexpr (kind == 0) {
+        std::unique_ptr<Buffer<T>> staged;
+        const T* src = in;
+        if (inLen != n || static_cast<const void*>(in) == static_cast<const void*>(out)) {
+            staged = std::make_unique<Buffer<T>>(total);
+            restage(in, inLen, staged->data, n, stride, outer);
+            src = staged->data;
+        }
+        job.dims(d, how, stride * n, stride * n);
+        T* srcMutable = const_cast<T*>(src);
+        auto [plan, owned] = planFor<T, kind>(cache, job, srcMutable, out, total * sizeof(T), total * sizeof(C),
+                                              [&](unsigned flags, T* i, C* o) {
+                                                  return F::r2c(1, &d, 2, how, i, reinterpret_cast<FC*>(o),
+                                                                flags | FFTW_PRESERVE_INPUT);
+                                              });
+        PlanOwner<T> guard{plan, owned};
+        F::execR2c(plan, srcMutable, reinterpret_cast<FC*>(out));
+        // The other half by conjugate symmetry.
+        for (uint64_t o = 0; o < outer; ++o)
+            for (uint64_t s = 0; s < stride; ++s) {
+                C* v = out + s + stride * n * o;
+                for (uint64_t k = n / 2 + 1; k < n; ++k) v[stride * k] = std::conj(v[stride * (n - k)]);
+            }
+        if (sign > 0) scaleBy(out, total, double(n));
+    } else {
+        // FFTW's complex-to-real pass destroys its input: it reads a staged copy of the first half.
+        const uint64_t half = n / 2 + 1;
+        Buffer<C> staged(size_t(stride * half * outer));
+        for (uint64_t o = 0; o < outer; ++o) {
+            const C* srcSeq = in + stride * inLen * o;
+            C* dst = staged.data + stride * half * o;
+            const uint64_t common = std::min(half, inLen);
+            std::memcpy(dst, srcSeq, sizeof(C) * stride * common);
+            std::fill(dst + stride * common, dst + stride * half, C(0));
+        }
+        job.dims(d, how, stride * half, stride * n);
+        auto [plan, owned] = planFor<T, kind>(cache, job, staged.data, out, size_t(stride * half * outer) * sizeof(C),
+                                              total * sizeof(T), [&](unsigned flags, C* i, T* o) {
+                                                  return F::c2r(1, &d, 2, how, reinterpret_cast<FC*>(i), o, flags);
+                                              });
+        PlanOwner<T> guard{plan, owned};
+        F::execC2r(plan, reinterpret_cast<FC*>(staged.data), out);
+        if (sign > 0) scaleBy(out, total, double(n));
+    }
+}
+
+#define VL_FFT_INSTANCE(T, kind)                                                                             \
+    template void veltraFFT1D<T, kind>(fftwContext, fftwPlanCacheInterface<T, kind>*, const InOf<T, kind>*, \
+                                       OutOf<T, kind>*, uint64_t, uint64_t, uint64_t, uint64_t, int);
+VL_FFT_INSTANCE(float, 0)
+VL_FFT_INSTANCE(float, 1)
+VL_FFT_INSTANCE(float, 2)
+VL_FFT_INSTANCE(double, 0)
+VL_FFT_INSTANCE(double, 1)
+VL_FFT_INSTANCE(double, 2)
+#undef VL_FFT_INSTANCE
+
+}  // namespace vfl_fft

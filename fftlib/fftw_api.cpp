@@ -1,0 +1,50 @@
+// FFTW's process-wide state: threads that run on TBB, a thread-safe planner, plan destruction.
+#include <atomic>
+
+#include <fftw3.h>
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
+
+#include "fftlib/fft.hpp"
+#include "fftlib/plans.hpp"
+
+namespace vfl_fft {
+
+tbb::spin_mutex fftwApi::fftwAccessMutex_;
+
+namespace {
+
+std::atomic<uint64_t> gPlansMade{0};
+
+// FFTW's worker jobs become TBB tasks, so the process keeps one pool.
+void runOnTbb(void* (*work)(char*), char* jobData, size_t elementSize, int jobs, void*) {
+    tbb::parallel_for(tbb::blocked_range<int>(0, jobs, 1), [&](const tbb::blocked_range<int>& r) {
+        for (int j = r.begin(); j < r.end(); ++j) work(jobData + elementSize * size_t(j));
+    });
+}
+
+}  // namespace
+
+fftwApi::fftwApi() {
+    fftw_init_threads();
+    fftwf_init_threads();
+    fftw_make_planner_thread_safe();
+    fftwf_make_planner_thread_safe();
+    fftw_threads_set_callback(runOnTbb, nullptr);
+    fftwf_threads_set_callback(runOnTbb, nullptr);
+}
+
+fftwApi& fftwApi::getInstance() {
+    static fftwApi* api = new fftwApi;  // plans may be destroyed during the process's exit
+    return *api;
+}
+
+void fftwApi::destroyPlan(fftw_plan plan) { fftw_destroy_plan(plan); }
+void fftwApi::destroyPlan(fftwf_plan plan) { fftwf_destroy_plan(plan); }
+void fftwApi::free(void* pointer) { fftw_free(pointer); }
+std::string fftwApi::version() const { return fftw_version; }
+uint64_t fftwApi::plansMade() const { return gPlansMade.load(); }
+
+void countPlanMade() { ++gPlansMade; }
+
+}  // namespace vfl_fft

@@ -1,0 +1,67 @@
+// FFTW's two precisions behind one template. Internal to the transform library.
+#pragma once
+
+#include <complex>
+
+#include <fftw3.h>
+
+namespace vfl_fft {
+
+void countPlanMade();
+
+template <class T>
+struct Fftw;
+
+template <>
+struct Fftw<double> {
+    using plan = fftw_plan;
+    using complex = fftw_complex;
+    static plan dft(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, complex* in,
+                    complex* out, int sign, unsigned flags) {
+        return fftw_plan_guru64_dft(rank, dims, howRank, how, in, out, sign, flags);
+    }
+    static plan r2c(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, double* in,
+                    complex* out, unsigned flags) {
+        return fftw_plan_guru64_dft_r2c(rank, dims, howRank, how, in, out, flags);
+    }
+    static plan c2r(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, complex* in,
+                    double* out, unsigned flags) {
+        return fftw_plan_guru64_dft_c2r(rank, dims, howRank, how, in, out, flags);
+    }
+    static void execDft(plan p, complex* in, complex* out) { fftw_execute_dft(p, in, out); }
+    static void execR2c(plan p, double* in, complex* out) { fftw_execute_dft_r2c(p, in, out); }
+    static void execC2r(plan p, complex* in, double* out) { fftw_execute_dft_c2r(p, in, out); }
+    static void destroy(plan p) { fftw_destroy_plan(p); }
+    static void threads(int n) { fftw_plan_with_nthreads(n); }
+    static int alignment(double* p) { return fftw_alignment_of(p); }
+    static void* malloc(size_t n) { return fftw_malloc(n); }
+    static void free(void* p) { fftw_free(p); }
+};
+
+template <>
+struct Fftw<float> {
+    using plan = fftwf_plan;
+    using complex = fftwf_complex;
+    static plan dft(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, complex* in,
+                    complex* out, int sign, unsigned flags) {
+        return fftwf_plan_guru64_dft(rank, dims, howRank, how, in, out, sign, flags);
+    }
+    static plan r2c(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, float* in,
+                    complex* out, unsigned flags) {
+        return fftwf_plan_guru64_dft_r2c(rank, dims, howRank, how, in, out, flags);
+    }
+    static plan c2r(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, complex* in,
+                    float* out, unsigned flags) {
+        return fftwf_plan_guru64_dft_c2r(rank, dims, howRank, how, in, out, flags);
+    }
+    static void execDft(plan p, complex* in, complex* out) { fftwf_execute_dft(p, in, out); }
+    static void execR2c(plan p, float* in, complex* out) { fftwf_execute_dft_r2c(p, in, out); }
+    static void execC2r(plan p, complex* in, float* out) { fftwf_execute_dft_c2r(p, in, out); }
+    static void destroy(plan p) { fftwf_destroy_plan(p); }
+    static void threads(int n) { fftwf_plan_with_nthreads(n); }
+    static int alignment(float* p) { return fftwf_alignment_of(p); }
+    static void* malloc(size_t n) { return fftwf_malloc(n); }
+    static void free(void* p) { fftwf_free(p); }
+};
+
+}  // namespace vfl_fft

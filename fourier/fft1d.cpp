@@ -1,0 +1,148 @@
+// fft and ifft: one dimension, with the choice of a real-to-complex, complex-to-real or complex
+// transform from the data, and the symmetry test of the inverse.
+#include <cmath>
+#include <complex>
+
+#include "fourier/fft_common.hpp"
+#include "fourier/resize.hpp"
+#include "module/entries.hpp"
+
+namespace vlmathdsp {
+
+namespace {
+
+using namespace matrix::detail::noninlined::vx_array_api;
+using vfl_fft::runPass;
+
+// The length argument: an error for a non-numeric or negative value, a warning for a fraction
+// or more than one element.
+size_t readLength(const vxArray* arg) {
+    if (!(arg->flags & VX_FLAG_NUMERIC) && classOf(arg) != VX_LOGICAL_CLASS) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
+    const double value = vxGetScalar(arg);
+    if (value < 0) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
+    const size_t n = vxCheckIndex(value);
+    if (!vxIsScalar(arg) || vxIsComplexFlags(arg) || double(n) != value) warn<VELTRA::fftfcn::lengthNotNonNegInt>();
+    return n;
+}
+
+// Whether every sequence along the dimension is conjugate symmetric over n (real: symmetric).
+template <class T, bool Complex>
+bool symmetricSequences(const T* data, size_t stride, size_t len, size_t n, size_t outer) {
+    if (n == 0) return true;
+    const size_t width = Complex ? 2 : 1;
+    auto re = [&](const T* v, size_t k) { return v[width * stride * k]; };
+    auto im = [&](const T* v, size_t k) { return Complex ? v[width * stride * k + 1] : T(0); };
+    auto mirrors = [&](const T* v, size_t k) {
+        return re(v, k) == re(v, n - k) && (!Complex || im(v, k) == -im(v, n - k));
+    };
+    for (size_t o = 0; o < outer; ++o)
+        for (size_t s = 0; s < stride; ++s) {
+            const T* v = data + width * (s + stride * len * o);
+            if (!(re(v, 0) == re(v, 0)) || !(im(v, 0) == -im(v, 0))) return false;
+            if (n < len) {
+                for (size_t k = 1; k < n / 2 + 1; ++k)
+                    if (!mirrors(v, k)) return false;
+            } else {
+                for (size_t k = 1; k < len && k <= n - len; ++k)
+                    if (re(v, k) != T(0) || im(v, k) != T(0)) return false;
+                for (size_t k = n - len + 1; k < len && k < n / 2 + 1; ++k)
+                    if (!mirrors(v, k)) return false;
+            }
+        }
+    return true;
+}
+
+bool symmetricAlong(const vxArray* x, size_t stride, size_t len, size_t n) {
+    const size_t outer = len == 0 ? 0 : x->get_number_of_elements() / (stride * len);
+    const bool complex = vxIsComplexFlags(x);
+    if (classOf(x) == VX_SINGLE_CLASS)
+        return complex ? symmetricSequences<float, true>(static_cast<const float*>(x->data), stride, len, n, outer)
+                       : symmetricSequences<float, false>(static_cast<const float*>(x->data), stride, len, n, outer);
+    return complex ? symmetricSequences<double, true>(static_cast<const double*>(x->data), stride, len, n, outer)
+                   : symmetricSequences<double, false>(static_cast<const double*>(x->data), stride, len, n, outer);
+}
+
+void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
+    const bool inverse = sign > 0;
+    checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 4 : 3);
+    bool symmetricOption = false;
+    if (inverse && nrhs > 1) {
+        if (Veltrix::String::isScalarText(prhs[nrhs - 1], false, true)) {
+            symmetricOption = vfl_fft::readSymmetricOption(prhs[nrhs - 1]);
+            --nrhs;
+        } else if (nrhs == 4) {
+            raise<VELTRA::fftfcn::InvalidFourthArgument>();
+        }
+    }
+    OwnedArray xWork = vfl_fft::workingInput(prhs[0]);
+    const size_t nd = xWork->numDims;
+    const size_t* dims = xWork->get_dimensions();
+    const size_t dim0 = nrhs == 3 ? mathcoreGetDimArg(prhs[2]) : mathcoreFindFirstNonSingleton(nd, dims);
+    size_t len = dim0 < nd ? dims[dim0] : 1;
+    const size_t n = nrhs >= 2 && !vxIsEmpty(prhs[1]) ? readLength(prhs[1]) : len;
+    size_t stride = 1;
+    for (size_t i = 0; i < std::min(dim0, nd); ++i) stride *= dims[i];
+
+    if (len == 1 && n == 1 && !symmetricOption) {
+        plhs[0] = vxCreateSharedDataCopy(xWork.get());
+        return;
+    }
+    const bool complexX = vxIsComplexFlags(xWork.get());
+    int kind;
+    if (!inverse) kind = complexX ? 2 : 0;
+    else if (vxIsEmpty(xWork.get())) kind = 2;
+    else if (symmetricOption) kind = 1;
+    else kind = symmetricAlong(xWork.get(), stride, len, n) ? 1 : 2;
+
+    const vxClassID id = classOf(xWork.get());
+    OwnedArray output, source;
+    const vxArray* from = xWork.get();
+    if (len != n) {
+        std::vector<size_t> outDims(dims, dims + nd);
+        if (outDims.size() < dim0 + 1) outDims.resize(dim0 + 1, 1);
+        outDims[dim0] = n;
+        if (inverse && !complexX) {
+            OwnedArray resized(vfl_fft::resizeArray(xWork.get(), outDims, std::min(dim0 + 1, nd),
+                                                    std::min(len, n) * stride, true, false));
+            len = n;
+            if (kind == 2) {
+                output = std::move(resized);
+                from = output.get();
+            } else {
+                source = std::move(resized);
+                from = source.get();
+                output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, vxREAL));
+            }
+        } else {
+            output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, kind == 1 ? vxREAL : vxCOMPLEX));
+        }
+    } else if (inverse && !vxIsEmpty(xWork.get()) && (kind == 1 || !complexX)) {
+        std::vector<size_t> d(dims, dims + nd);
+        if (kind == 1 && complexX) {
+            output = OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxREAL));
+        } else if (kind == 1) {
+            vxArray* real = xWork.get();
+            source = OwnedArray(vxMustBeComplex(1, &real));
+            from = source.get();
+            output = xWork.owns() ? std::move(xWork) : OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxREAL));
+        } else {
+            vxArray* real = xWork.get();
+            output = OwnedArray(vxMustBeComplex(1, &real));
+            from = output.get();
+        }
+    } else {
+        std::vector<size_t> d(dims, dims + nd);
+        output = OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxCOMPLEX));
+    }
+    if (!vxIsEmpty(from) && !vxIsEmpty(output.get()) && n > 0)
+        runPass(kind, from, output.get(), stride, n, len, output->get_number_of_elements() / n, sign);
+    plhs[0] = output.release();
+    vxFreeImagIfZero(plhs[0]);
+}
+
+}  // namespace
+
+void fftForwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) { fftBody(nlhs, plhs, nrhs, prhs, -1); }
+void fftInverseEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) { fftBody(nlhs, plhs, nrhs, prhs, +1); }
+
+}  // namespace vlmathdsp

@@ -1,0 +1,37 @@
+// A transform pass through the transform library, by element type and kind.
+#include <complex>
+
+#include "fourier/fft_common.hpp"
+
+namespace vfl_fft {
+
+namespace {
+
+template <class T, int kind>
+void pass(const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany,
+          int sign) {
+    fftwPlanContainer& container = getFFTWPlanContainer();
+    translatingFailures([&] {
+        veltraFFT1D<T, kind>(container.context, &container.cache<T, kind>(),
+                             static_cast<const InOf<T, kind>*>(source->data), static_cast<OutOf<T, kind>*>(output->data),
+                             stride, n, inLen, howMany, sign);
+    });
+}
+
+template <class T>
+void passOf(int kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
+            uint64_t howMany, int sign) {
+    if (kind == 0) pass<T, 0>(source, output, stride, n, inLen, howMany, sign);
+    else if (kind == 1) pass<T, 1>(source, output, stride, n, inLen, howMany, sign);
+    else pass<T, 2>(source, output, stride, n, inLen, howMany, sign);
+}
+
+}  // namespace
+
+void runPass(int kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
+             uint64_t howMany, int sign) {
+    if (vlmathdsp::classOf(output) == VX_SINGLE_CLASS) passOf<float>(kind, source, output, stride, n, inLen, howMany, sign);
+    else passOf<double>(kind, source, output, stride, n, inLen, howMany, sign);
+}
+
+}  // namespace vfl_fft

@@ -1,0 +1,34 @@
+// The plan container in the host's per-scope store.
+#include "fourier/plan_container.hpp"
+
+namespace vfl_fft {
+
+namespace {
+using Store = foundation::usm::Detail<foundation::usm::scope::Vvm>;
+}
+
+// Plans of the planner's default method, planned for the host's thread count at creation.
+constexpr int32_t kDefaultPlannerFlags = 64;
+
+fftwPlanContainer::fftwPlanContainer() : defaultThreads(services::threading::getNumComputationalThreads()) {
+    context.numThreads = defaultThreads;
+    context.rows = 4;
+    context.plannerFlags = kDefaultPlannerFlags;
+    context.contextFlag = 1;
+}
+
+void fftwPlanContainer::clearAll() {
+    double0.clear(), double1.clear(), double2.clear();
+    float0.clear(), float1.clear(), float2.clear();
+}
+
+fftwPlanContainer& getFFTWPlanContainer() {
+    static const size_t id = Store::getNextID(typeid(fftwPlanContainer));
+    if (foundation::usm::Cell* cell = Store::find(id, typeid(fftwPlanContainer)))
+        return *static_cast<fftwPlanContainer*>(cell->get());
+    foundation::usm::Cell fresh(new fftwPlanContainer, [](void* p) { delete static_cast<fftwPlanContainer*>(p); });
+    foundation::usm::Cell* cell = Store::findOrInsert(id, typeid(fftwPlanContainer), std::move(fresh));
+    return *static_cast<fftwPlanContainer*>(cell->get());
+}
+
+}  // namespace vfl_fft

@@ -2,6 +2,7 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include "fftlib/fft.hpp"
 #include "python/convert.hpp"
 
 namespace vlpy {
@@ -102,5 +103,6 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         return address;
     });
     m.def("_set_malloc_ex_fail_after", [](long n) { vlhost::setMallocExFailAfter(n); });
+    m.def("_plans_made", []() { return vfl_fft::fftwApi::getInstance().plansMade(); });
     m.def("package_functions", []() { return vlhost::packageFunctionNames(); });
 }

@@ -1,0 +1,137 @@
+"""fft and ifft against numpy.fft: lengths, dimensions, padding, classes, the symmetry test."""
+
+import numpy as np
+import pytest
+
+import vlmathdsp as vm
+
+LENGTHS = [1, 2, 7, 8, 13, 16, 60, 97, 128, 1000, 1024]
+
+
+def host_shape(shape):
+    """A shape as the host keeps it: no trailing singleton beyond the second dimension."""
+    shape = list(shape)
+    while len(shape) > 2 and shape[-1] == 1:
+        shape.pop()
+    return tuple(shape)
+
+
+def tol(dtype, n):
+    eps = np.finfo(np.float32 if dtype in (np.float32, np.complex64) else np.float64).eps
+    return 20 * eps * np.log2(max(n, 2))
+
+
+@pytest.mark.parametrize("n", LENGTHS)
+@pytest.mark.parametrize("complex_", [False, True])
+def test_lengths_against_numpy(n, complex_):
+    rng = np.random.default_rng(n)
+    x = rng.standard_normal(n) + (1j * rng.standard_normal(n) if complex_ else 0)
+    scale = np.max(np.abs(np.fft.fft(x)))
+    np.testing.assert_allclose(vm.fft(x), np.fft.fft(x), atol=tol(np.float64, n) * scale, rtol=0)
+    np.testing.assert_allclose(vm.ifft(x), np.fft.ifft(x), atol=tol(np.float64, n) * scale / n, rtol=0)
+
+
+@pytest.mark.parametrize("dim", [1, 2, 3, 4])
+@pytest.mark.parametrize("n", [None, 5, 12, 1])
+def test_every_dimension_with_padding_and_truncation(dim, n):
+    rng = np.random.default_rng(dim)
+    x = rng.standard_normal((6, 8, 3)) + 1j * rng.standard_normal((6, 8, 3))
+    ours = vm.fft(x, n, dim)
+    axis = dim - 1
+    ref = np.fft.fft(x[..., None] if dim == 4 else x, n, axis=axis)
+    assert ours.shape == host_shape(ref.shape)
+    np.testing.assert_allclose(ours.reshape(ref.shape), ref, atol=1e-12)
+    np.testing.assert_allclose(vm.ifft(x, n, dim).reshape(ref.shape),
+                               np.fft.ifft(x[..., None] if dim == 4 else x, n, axis=axis), atol=1e-13)
+
+
+def test_real_input_forward_and_inverse_with_padding():
+    rng = np.random.default_rng(3)
+    x = rng.standard_normal((50, 4))
+    for n in (50, 64, 31):
+        np.testing.assert_allclose(vm.fft(x, n), np.fft.fft(x, n, axis=0), atol=1e-12)
+        np.testing.assert_allclose(vm.ifft(x, n), np.fft.ifft(x, n, axis=0), atol=1e-14)
+
+
+def test_single_precision_gives_complex64():
+    x = np.random.default_rng(4).standard_normal((64, 3)).astype(np.float32)
+    y = vm.fft(x)
+    assert y.dtype == np.complex64
+    np.testing.assert_allclose(y, np.fft.fft(x.astype(np.float64), axis=0), atol=1e-4)
+    assert vm.ifft(y).dtype in (np.float32, np.complex64)
+
+
+def test_conjugate_symmetric_data_inverts_to_real():
+    rng = np.random.default_rng(5)
+    for n in (8, 9):
+        x = rng.standard_normal(n)
+        X = np.fft.fft(x)
+        X[n // 2 + 1:] = np.conj(X[1:(n + 1) // 2][::-1])  # exactly symmetric
+        X[0] = X[0].real
+        if n % 2 == 0:
+            X[n // 2] = X[n // 2].real
+        y = vm.ifft(X)
+        assert y.dtype == np.float64
+        np.testing.assert_allclose(y, np.fft.ifft(X).real, atol=1e-14)
+        X[0] = complex(X[0].real, -0.0)
+        assert vm.ifft(X).dtype == np.float64, "an imaginary -0 in v[0] passes the test"
+        X[1] = np.nan
+        assert vm.ifft(X).dtype == np.complex128, "a NaN fails the test"
+
+
+def test_the_symmetric_option_is_an_inverse_real_transform_of_the_first_half():
+    rng = np.random.default_rng(6)
+    X = rng.standard_normal(16) + 1j * rng.standard_normal(16)
+    y = vm.ifft(X, "symmetric")
+    assert y.dtype == np.float64
+    np.testing.assert_allclose(y, np.fft.irfft(X[:9], 16), atol=1e-14)
+    assert vm.ifft(X, "nonsym").dtype == np.complex128
+    assert vm.ifft(np.array([2.0 + 1j]), "symmetric").dtype == np.float64
+
+
+def test_identity_and_empty_cases():
+    z = np.array([[1 + 2j]])
+    assert vm.fft(z, 1).dtype == np.complex128 and vm.fft(z, 1)[0, 0] == 1 + 2j
+    assert vm.fft(np.ones((4, 3)), 0).shape == (0, 3)
+    x = np.arange(6.0).reshape(2, 3)
+    np.testing.assert_allclose(vm.fft(x, None, 3), x)
+    padded = np.zeros(8, complex)
+    padded[:4] = [1, 2, 3, 4]
+    assert vm.ifft(np.array([1.0, 0, 0, 0]), 8).dtype == np.float64
+    assert vm.ifft(np.array([1.0, 2, 0, 0]), 8).dtype == np.complex128, "v[1] meets the padding"
+
+
+def test_plans_are_reused():
+    import vlmathdsp._vlmathdsp as core
+    x = np.random.default_rng(7).standard_normal(4096)
+    vm.fft(x)
+    made = core._plans_made()
+    vm.fft(x)
+    vm.fft(x * 2)
+    assert core._plans_made() == made
+
+
+@pytest.mark.parametrize("args,identifier", [
+    ((np.ones(4), 2, 1, "x"), "VELTRA:fftfcn:InvalidTrailingStringArgument"),
+    ((np.ones(4), 2, 1, 5), "VELTRA:fftfcn:InvalidFourthArgument"),
+    ((np.int64([1, 2]),), "VELTRA:fftfcn:InvalidInputType"),
+    (("ab",), "VELTRA:fftfcn:InvalidInputType"),
+    ((np.ones(4), -1), "VELTRA:fftfcn:lengthNotNonNegInt"),
+    ((np.ones(4), "a"), "VELTRA:fftfcn:InvalidTrailingStringArgument"),
+])
+def test_errors(args, identifier):
+    with pytest.raises(vm.Error) as info:
+        vm.ifft(*args)
+    assert info.value.identifier == identifier
+
+
+def test_fractional_length_warns_and_goes_on():
+    import warnings
+    with warnings.catch_warnings(record=True) as caught:
+        warnings.simplefilter("always")
+        y = vm.fft(np.ones(4), 2.5)
+    assert y.shape == (3,) and caught and caught[0].message.identifier == "VELTRA:fftfcn:lengthNotNonNegInt"
+    import scipy.sparse
+    with pytest.raises(vm.Error) as info:
+        vm.fft(scipy.sparse.eye(3, format="csc"))
+    assert info.value.identifier == "VELTRA:fftfcn:SparseInputType"

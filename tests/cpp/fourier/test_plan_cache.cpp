@@ -1,0 +1,80 @@
+// Plan caches: accounting, the byte limit, reuse, and plans the cache refuses.
+#include <complex>
+#include <vector>
+
+#include "fourier/plan_container.hpp"
+#include "tests/cpp/support.hpp"
+
+using namespace vfl_fft;
+
+namespace {
+
+fftw_plan tinyPlan() {
+    static std::vector<std::complex<double>> buffer(8);
+    auto* p = reinterpret_cast<fftw_complex*>(buffer.data());
+    return fftw_plan_dft_1d(8, p, p, FFTW_FORWARD, FFTW_ESTIMATE);
+}
+
+// A cache that refuses every plan: veltraFFT1D must destroy them itself.
+template <class T, int kind>
+struct RefusingCache : fftwPlanCacheInterface<T, kind> {
+    int offered = 0;
+    bool insert(const PlanKey&, PlanOf<T>) override { return ++offered, false; }
+    PlanOf<T> find(const PlanKey&) override { return nullptr; }
+};
+
+}  // namespace
+
+TEST(PlanCache, AccountingAndTheByteLimit) {
+    localMapCache<double, 2> cache;
+    EXPECT_TRUE(cache.insert({1000000, 1, 1, 0}, tinyPlan()));
+    EXPECT_EQ(cache.usedBytes(), 16000000u);
+    fftw_plan again = tinyPlan();
+    EXPECT_FALSE(cache.insert({1000000, 1, 1, 0}, again)) << "a present key changes nothing";
+    fftw_destroy_plan(again);
+    EXPECT_EQ(cache.usedBytes(), 16000000u);
+    EXPECT_TRUE(cache.insert({62500, 1, 1, 0}, tinyPlan()));  // exactly 17000000 now
+    EXPECT_EQ(cache.usedBytes(), 17000000u);
+    fftw_plan refused = tinyPlan();
+    EXPECT_FALSE(cache.insert({1, 0, 0, 0}, refused));
+    fftw_destroy_plan(refused);
+    EXPECT_NE(cache.find({62500, 1, 1, 0}), nullptr);
+    EXPECT_EQ(cache.find({62500, 1, 1, 1}), nullptr);
+    cache.clear();
+    EXPECT_EQ(cache.usedBytes(), 0u);
+    EXPECT_EQ(cache.size(), 0u);
+    cache.clear();
+
+    localMapCache<double, 2> below;
+    EXPECT_TRUE(below.insert({1062499, 0, 0, 0}, tinyPlan()));  // 16999984 bytes: one more fits
+    EXPECT_TRUE(below.insert({5000000, 0, 0, 0}, tinyPlan()));  // and may overshoot
+    EXPECT_GT(below.usedBytes(), 17000000u);
+}
+
+TEST(PlanCache, FloatAndDoubleAreApartAndCountDifferently) {
+    fftwPlanContainer& container = getFFTWPlanContainer();
+    container.clearAll();
+    std::vector<std::complex<double>> xd(64, 1.0), yd(64);
+    std::vector<std::complex<float>> xf(64, 1.0f), yf(64);
+    veltraFFT1D<double, 2>(container.context, &container.double2, xd.data(), yd.data(), 1, 64, 64, 1, -1);
+    veltraFFT1D<float, 2>(container.context, &container.float2, xf.data(), yf.data(), 1, 64, 64, 1, -1);
+    EXPECT_EQ(container.double2.usedBytes(), 64u * 16);
+    EXPECT_EQ(container.float2.usedBytes(), 64u * 8);
+    const uint64_t made = fftwApi::getInstance().plansMade();
+    veltraFFT1D<double, 2>(container.context, &container.double2, xd.data(), yd.data(), 1, 64, 64, 1, -1);
+    EXPECT_EQ(fftwApi::getInstance().plansMade(), made) << "the second identical call reuses the plan";
+    EXPECT_EQ(yd[0], std::complex<double>(64, 0));
+    EXPECT_EQ(&getFFTWPlanContainer(), &container);
+    container.clearAll();
+}
+
+TEST(PlanCache, RefusedPlansStayTheTransformsToDestroy) {
+    RefusingCache<double, 0> cache;
+    std::vector<double> x(30, 1.0);
+    std::vector<std::complex<double>> y(30);
+    fftwContext context;
+    for (int i = 0; i < 3; ++i) veltraFFT1D<double, 0>(context, &cache, x.data(), y.data(), 1, 30, 30, 1, -1);
+    EXPECT_EQ(cache.offered, 3);
+    EXPECT_EQ(y[0], std::complex<double>(30, 0));
+    EXPECT_EQ(y[29], std::complex<double>(0, 0));
+}

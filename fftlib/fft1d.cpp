@@ -13,6 +13,9 @@
 #include <new>
 #include <stdexcept>
 
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
+
 #include "fftlib/fft.hpp"
 #include "fftlib/plans.hpp"
 
@@ -139,13 +142,36 @@ struct PlanOwner {
     }
 };
 
+// Columns of a real-to-complex transform go in blocks of about this many samples.
+constexpr uint64_t kBlockElements = 1 << 14;
+
+// Work over sequences of length n goes parallel from this many elements in all.
+constexpr uint64_t kParallelElements = 1 << 16;
+
+// Calls body(q) for each of `count` sequences, in parallel when there is enough work.
+template <class Body>
+void forSequences(uint64_t count, uint64_t n, const Body& body) {
+    if (count * n < kParallelElements || count < 2) {
+        for (uint64_t q = 0; q < count; ++q) body(q);
+        return;
+    }
+    tbb::parallel_for(tbb::blocked_range<uint64_t>(0, count), [&](const tbb::blocked_range<uint64_t>& r) {
+        for (uint64_t q = r.begin(); q < r.end(); ++q) body(q);
+    });
+}
+
+// The inverse's 1/n, as a division of each value.
 template <class C>
 void scaleBy(C* data, size_t count, double n) {
     using R = typename RealOf<C>::type;
     const R d = R(n);
     R* p = reinterpret_cast<R*>(data);
     const size_t reals = count * (sizeof(C) / sizeof(R));
-    for (size_t i = 0; i < reals; ++i) p[i] = p[i] / d;
+    constexpr size_t kBlock = 1 << 14;
+    forSequences((reals + kBlock - 1) / kBlock, kBlock, [&](uint64_t b) {
+        const size_t end = std::min(reals, size_t(b + 1) * kBlock);
+        for (size_t i = size_t(b) * kBlock; i < end; ++i) p[i] = p[i] / d;
+    });
 }
 
 }  // namespace
@@ -186,21 +212,67 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
             restage(in, inLen, staged->data, n, stride, outer);
             src = staged->data;
         }
-        job.dims(d, how, stride * n, stride * n);
         T* srcMutable = const_cast<T*>(src);
-        auto [plan, owned] = planFor<T, kind>(cache, job, srcMutable, out, total * sizeof(T), total * sizeof(C),
-                                              [&](unsigned flags, T* i, C* o) {
-                                                  return F::r2c(1, &d, 2, how, i, reinterpret_cast<FC*>(o),
-                                                                flags | FFTW_PRESERVE_INPUT);
-                                              });
-        PlanOwner<T> guard{plan, owned};
-        F::execR2c(plan, srcMutable, reinterpret_cast<FC*>(out));
-        // The other half by conjugate symmetry.
-        for (uint64_t o = 0; o < outer; ++o)
-            for (uint64_t s = 0; s < stride; ++s) {
-                C* v = out + s + stride * n * o;
-                for (uint64_t k = n / 2 + 1; k < n; ++k) v[stride * k] = std::conj(v[stride * (n - k)]);
+        // Fills the other half of sequences [first, first + count) of one block by conjugate symmetry.
+        auto fill = [&](uint64_t q) {
+            C* v = out + q % stride + stride * n * (q / stride);
+            T* r = reinterpret_cast<T*>(v);
+            const uint64_t from = n / 2 + 1;
+            if (stride == 1) {  // contiguous: a reversed copy
+                T* __restrict dst = r + 2 * from;
+                const T* __restrict src2 = r + 2 * (n - from);
+                for (uint64_t j = 0; j < n - from; ++j) {
+                    dst[2 * j] = src2[-ptrdiff_t(2 * j)];
+                    dst[2 * j + 1] = -src2[-ptrdiff_t(2 * j) + 1];
+                }
+                return;
             }
+            for (uint64_t k = from; k < n; ++k) {
+                r[2 * stride * k] = r[2 * stride * (n - k)];
+                r[2 * stride * k + 1] = -r[2 * stride * (n - k) + 1];
+            }
+        };
+        // Many contiguous columns run in blocks, each transformed and filled while it is in cache.
+        const uint64_t block = std::max<uint64_t>(1, kBlockElements / n);
+        if (stride == 1 && outer >= 2 * block) {
+            Job<T> blockJob = job;
+            blockJob.outer = block;
+            blockJob.context.numThreads = 1;
+            auto planOf = [&](const Job<T>& j, uint64_t offset) {
+                fftw_iodim64 bd, bh[2];
+                j.dims(bd, bh, n, n);
+                return planFor<T, kind>(cache, j, srcMutable + offset, out + offset, j.outer * n * sizeof(T),
+                                        j.outer * n * sizeof(C), [&](unsigned flags, T* i, C* o) {
+                                            return F::r2c(1, &bd, 2, bh, i, reinterpret_cast<FC*>(o),
+                                                          flags | FFTW_PRESERVE_INPUT);
+                                        });
+            };
+            auto [plan, owned] = planOf(blockJob, 0);
+            PlanOwner<T> guard{plan, owned};
+            const uint64_t blocks = outer / block;
+            forSequences(blocks, block * n, [&](uint64_t b) {
+                F::execR2c(plan, srcMutable + b * block * n, reinterpret_cast<FC*>(out + b * block * n));
+                for (uint64_t q = b * block; q < (b + 1) * block; ++q) fill(q);
+            });
+            if (const uint64_t rest = outer - blocks * block) {
+                Job<T> restJob = blockJob;
+                restJob.outer = rest;
+                auto [tail, tailOwned] = planOf(restJob, blocks * block * n);
+                PlanOwner<T> tailGuard{tail, tailOwned};
+                F::execR2c(tail, srcMutable + blocks * block * n, reinterpret_cast<FC*>(out + blocks * block * n));
+                for (uint64_t q = blocks * block; q < outer; ++q) fill(q);
+            }
+        } else {
+            job.dims(d, how, stride * n, stride * n);
+            auto [plan, owned] = planFor<T, kind>(cache, job, srcMutable, out, total * sizeof(T), total * sizeof(C),
+                                                  [&](unsigned flags, T* i, C* o) {
+                                                      return F::r2c(1, &d, 2, how, i, reinterpret_cast<FC*>(o),
+                                                                    flags | FFTW_PRESERVE_INPUT);
+                                                  });
+            PlanOwner<T> guard{plan, owned};
+            F::execR2c(plan, srcMutable, reinterpret_cast<FC*>(out));
+            forSequences(outer * stride, n, fill);
+        }
         if (sign > 0) scaleBy(out, total, double(n));
     } else {
         // FFTW's complex-to-real pass destroys its input: it reads a staged copy of the first half.

@@ -135,3 +135,21 @@ def test_fractional_length_warns_and_goes_on():
     with pytest.raises(vm.Error) as info:
         vm.fft(scipy.sparse.eye(3, format="csc"))
     assert info.value.identifier == "VELTRA:fftfcn:SparseInputType"
+
+
+def test_plans_for_one_thread_and_several_give_the_same_bits(threads):
+    """A host thread's scope plans for the thread count it starts with: a new Python thread
+    after set_num_threads(1) plans single-threaded."""
+    import threading
+    rng = np.random.default_rng(8)
+    x = rng.standard_normal(2**18) + 1j * rng.standard_normal(2**18)
+    X = np.asfortranarray(rng.standard_normal((600, 700)))
+    threads(2)
+    several = [vm.fft(x), vm.fft(X), vm.ifft(x)]
+    threads(1)
+    one = []
+    worker = threading.Thread(target=lambda: one.extend([vm.fft(x), vm.fft(X), vm.ifft(x)]))
+    worker.start()
+    worker.join()
+    for a, b in zip(one, several):
+        np.testing.assert_array_equal(a, b)

@@ -9,6 +9,7 @@ add_library(vlmathdsp_core STATIC
   filter/divide.cpp
   fourier/fft1d.cpp
   fourier/fft_pass.cpp
+  fourier/fftn.cpp
   fourier/plan_container.cpp
   fourier/resize.cpp
   filter/filter.cpp

@@ -82,6 +82,7 @@ struct Job {
     fftwContext context;
     uint64_t n, stride, outer;
     int sign;
+    uint64_t width = 0;  // interleaved sequences one plan runs: the stride, or a block of it
 
     int threads() const {
         const uint64_t t = outer * stride >= context.rows || n >= kThreadedLengthMin ? context.numThreads : 1;
@@ -91,14 +92,14 @@ struct Job {
     PlanKey key(bool inPlace, int alignIn, int alignOut) const {
         const uint64_t word3 = uint64_t(sign > 0) | uint64_t(inPlace) << 1 | uint64_t(alignIn & 0xff) << 2 |
                                uint64_t(alignOut & 0xff) << 10 | flagsCode(context.plannerFlags) << 18 |
-                               uint64_t(threads() & 0xffff) << 26;
+                               uint64_t(threads() & 0xffff) << 26 | uint64_t(width & 0xffff) << 42;
         return {n, stride, outer, word3};
     }
 
     // Samples `stride` apart; `stride` interleaved sequences; `outer` blocks inSpan / outSpan apart.
     void dims(fftw_iodim64& d, fftw_iodim64 how[2], uint64_t inSpan, uint64_t outSpan) const {
         d = {ptrdiff_t(n), ptrdiff_t(stride), ptrdiff_t(stride)};
-        how[0] = {ptrdiff_t(stride), 1, 1};
+        how[0] = {ptrdiff_t(width ? width : stride), 1, 1};
         how[1] = {ptrdiff_t(outer), ptrdiff_t(inSpan), ptrdiff_t(outSpan)};
     }
 };
@@ -107,11 +108,11 @@ struct Job {
 // and whether the caller owns it (the cache refused it).
 template <class T, int kind, class Make, class In, class Out>
 std::pair<PlanOf<T>, bool> planFor(fftwPlanCacheInterface<T, kind>* cache, const Job<T>& job, In* in, Out* out,
-                                   size_t inBytes, size_t outBytes, Make make) {
+                                   size_t inBytes, size_t outBytes, Make make, const PlanKey* keyOverride = nullptr) {
     using F = Fftw<T>;
     const bool inPlace = static_cast<void*>(in) == static_cast<void*>(out);
     const int alignIn = F::alignment(reinterpret_cast<T*>(in)), alignOut = F::alignment(reinterpret_cast<T*>(out));
-    const PlanKey key = job.key(inPlace, alignIn, alignOut);
+    const PlanKey key = keyOverride ? *keyOverride : job.key(inPlace, alignIn, alignOut);
     if (cache)
         if (PlanOf<T> plan = cache->find(key)) return {plan, false};
     const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
@@ -141,6 +142,13 @@ struct PlanOwner {
         if (owned && plan) Fftw<T>::destroy(plan);
     }
 };
+
+// Complex sequences at least 2 * kStridedBlock apart go in blocks of neighbours through a buffer:
+// blocks of kStridedBlock, or kFarStridedBlock when rows lie kFarStride or more apart, where more
+// neighbours share each page (measured on 256^3: 4 and 8 beat 16 and 32).
+constexpr uint64_t kStridedBlock = 4;
+constexpr uint64_t kFarStridedBlock = 8;
+constexpr uint64_t kFarStride = 4096;
 
 // Columns of a real-to-complex transform go in blocks of about this many samples.
 constexpr uint64_t kBlockElements = 1 << 14;
@@ -183,6 +191,7 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
     using C = std::complex<T>;
     using FC = typename F::complex;
     if (n == 0 || howMany == 0 || stride == 0) return;
+    fftwApi::getInstance();  // threads and the thread-safe planner before the first plan
     const Job<T> job{context, n, stride, howMany / stride, sign};
     const uint64_t outer = job.outer;
     const size_t total = size_t(stride * n * outer);
@@ -194,15 +203,56 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
             restage(in, inLen, out, n, stride, outer);
             src = out;
         }
-        job.dims(d, how, stride * n, stride * n);
         C* srcMutable = const_cast<C*>(src);
-        auto [plan, owned] = planFor<T, kind>(cache, job, srcMutable, out, total * sizeof(C), total * sizeof(C),
-                                              [&](unsigned flags, C* i, C* o) {
-                                                  return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i),
-                                                                reinterpret_cast<FC*>(o), sign, flags);
-                                              });
-        PlanOwner<T> guard{plan, owned};
-        F::execDft(plan, reinterpret_cast<FC*>(srcMutable), reinterpret_cast<FC*>(out));
+        auto planOf = [&](const Job<T>& j, uint64_t offset) {
+            fftw_iodim64 jd, jh[2];
+            j.dims(jd, jh, stride * n, stride * n);
+            return planFor<T, kind>(cache, j, srcMutable + offset, out + offset, total * sizeof(C), total * sizeof(C),
+                                    [&](unsigned flags, C* i, C* o) {
+                                        return F::dft(1, &jd, 2, jh, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o),
+                                                      sign, flags);
+                                    });
+        };
+        if (stride >= 2 * kStridedBlock) {
+            // Widely strided sequences: the rows of a block of neighbours are copied into a small
+            // buffer where the neighbours lie W apart, transformed there by a one-thread plan, and
+            // copied back; blocks run in parallel.
+            const uint64_t W = stride >= kFarStride ? kFarStridedBlock : kStridedBlock;
+            Job<T> bufferJob{job.context, n, W, 1, sign, 0};
+            bufferJob.context.numThreads = 1;
+            Buffer<C> probe(size_t(W * n));
+            fftw_iodim64 bd, bh[2];
+            bufferJob.dims(bd, bh, W * n, W * n);
+            PlanKey key = bufferJob.key(true, F::alignment(reinterpret_cast<T*>(probe.data)),
+                                        F::alignment(reinterpret_cast<T*>(probe.data)));
+            key[3] |= uint64_t(1) << 58;  // the buffered form
+            auto [plan, owned] = planFor<T, kind>(
+                cache, bufferJob, probe.data, probe.data, W * n * sizeof(C), W * n * sizeof(C),
+                [&](unsigned flags, C* i, C* o) {
+                    return F::dft(1, &bd, 2, bh, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o), sign, flags);
+                },
+                &key);
+            PlanOwner<T> guard{plan, owned};
+            const uint64_t blocks = (stride + W - 1) / W;
+            tbb::parallel_for(tbb::blocked_range<uint64_t>(0, blocks * outer), [&](const tbb::blocked_range<uint64_t>& r) {
+                Buffer<C> buffer(size_t(W * n));
+                for (uint64_t t = r.begin(); t < r.end(); ++t) {
+                    const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
+                    const C* from = srcMutable + s0 + stride * n * o;
+                    C* to = out + s0 + stride * n * o;
+                    for (uint64_t k = 0; k < n; ++k) {
+                        std::memcpy(buffer.data + W * k, from + stride * k, w * sizeof(C));
+                        std::fill(buffer.data + W * k + w, buffer.data + W * (k + 1), C(0));
+                    }
+                    F::execDft(plan, reinterpret_cast<FC*>(buffer.data), reinterpret_cast<FC*>(buffer.data));
+                    for (uint64_t k = 0; k < n; ++k) std::memcpy(to + stride * k, buffer.data + W * k, w * sizeof(C));
+                }
+            });
+        } else {
+            auto [plan, owned] = planOf(job, 0);
+            PlanOwner<T> guard{plan, owned};
+            F::execDft(plan, reinterpret_cast<FC*>(srcMutable), reinterpret_cast<FC*>(out));
+        }
         if (sign > 0) scaleBy(out, total, double(n));
     } else if constexpr (kind == 0) {
         std::unique_ptr<Buffer<T>> staged;

@@ -1,0 +1,207 @@
+// fftn and ifftn: one-dimensional passes over each dimension of one working array, with a
+// real-to-complex first pass for real input, the symmetry scan of the inverse, and the mirror
+// pass that makes a forward transform of real input conjugate symmetric to the last bit.
+#include <complex>
+#include <vector>
+
+#include "fourier/fft_common.hpp"
+#include "fourier/resize.hpp"
+#include "module/entries.hpp"
+
+namespace vlmathdsp {
+
+namespace {
+
+using namespace matrix::detail::noninlined::vx_array_api;
+
+// Up to this many elements the scan and the mirror pass walk the whole array.
+constexpr size_t kWholeWalkMax = 1024;
+// Counters of up to this many dimensions live on the stack.
+constexpr size_t kStackDims = 5;
+
+std::vector<size_t> readSizes(const vxArray* siz, size_t nd) {
+    if (!(siz->flags & VX_FLAG_NUMERIC) && classOf(siz) != VX_LOGICAL_CLASS) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
+    const size_t count = siz->get_number_of_elements();
+    if (count < nd) raise<VELTRA::fftfcn::outputSizeLessThanNdimsElements>();
+    bool warned = false;
+    if (vxIsComplexFlags(siz) || siz->get_dimensions()[0] != 1) {
+        warn<VELTRA::fftfcn::outputSizeNotRealIntRowVector>();
+        warned = true;
+    }
+    OwnedArray full = OwnedArray::converted(vxMustBeFullDouble(siz), siz);
+    if (vxIsComplexFlags(full.get())) {
+        if (!full.owns()) full = OwnedArray(vxCreateDeepCopy(siz));
+        vxDeflateComplexToReal(full.get());
+    }
+    const double* v = static_cast<const double*>(full->data);
+    std::vector<size_t> sizes(count);
+    for (size_t i = 0; i < count; ++i) {
+        sizes[i] = vxCheckIndex(v[i]);
+        if (double(sizes[i]) != v[i] && !warned) {
+            warn<VELTRA::fftfcn::outputSizeVectorNotNonNegInts>();
+            warned = true;
+        }
+    }
+    return sizes;
+}
+
+// Walks i over [0, limit) with mirror the linear index of (-c) mod dims; body(i, mirror)
+// returns false to stop.
+template <class Body>
+void walkMirrors(const std::vector<size_t>& dims, size_t N, Body body) {
+    size_t limit = N;
+    if (N > kWholeWalkMax) {
+        size_t rem = N;
+        limit = 0;
+        bool stopped = false;
+        for (size_t j = dims.size(); j-- > 0;) {
+            const size_t m = dims[j];
+            rem /= m;
+            if (m == 1) continue;
+            if (m % 2) {
+                limit += (m / 2 + 1) * rem;
+                stopped = true;
+                break;
+            }
+            limit += (m / 2) * rem;
+        }
+        if (!stopped) limit += 1;
+        limit = std::min(limit, N);
+    }
+    const size_t nd = dims.size();
+    size_t stackCounters[kStackDims], stackProducts[kStackDims];
+    size_t* c = stackCounters;
+    size_t* prod = stackProducts;
+    if (nd > kStackDims) {
+        c = static_cast<size_t*>(vxCalloc(nd, sizeof(size_t)));
+        prod = static_cast<size_t*>(vxMalloc(nd * sizeof(size_t)));
+    } else {
+        std::fill(c, c + nd, size_t(0));
+    }
+    for (size_t k = 0; k < nd; ++k) prod[k] = dims[k] * (k ? prod[k - 1] : 1);
+    size_t mirror = 0;
+    for (size_t i = 0; i < limit; ++i) {
+        if (!body(i, mirror)) break;
+        if (++c[0] == 1) mirror += prod[0];
+        for (size_t j = 0; j + 1 < nd; ++j)
+            if (c[j] == dims[j]) {
+                c[j] = 0;
+                if (++c[j + 1] == 1) mirror += prod[j + 1];
+                mirror -= prod[j];
+            }
+        mirror -= 1;
+    }
+    if (nd > kStackDims) vxFree(c), vxFree(prod);
+}
+
+template <class T>
+bool conjugateSymmetric(const vxArray* a, const std::vector<size_t>& dims) {
+    const std::complex<T>* v = static_cast<const std::complex<T>*>(a->data);
+    bool symmetric = true;
+    walkMirrors(dims, a->get_number_of_elements(), [&](size_t i, size_t m) {
+        if (v[i].real() != v[m].real() || v[i].imag() != -v[m].imag()) symmetric = false;
+        return symmetric;
+    });
+    return symmetric;
+}
+
+template <class T>
+void mirrorPass(vxArray* a, const std::vector<size_t>& dims) {
+    std::complex<T>* v = static_cast<std::complex<T>*>(a->data);
+    walkMirrors(dims, a->get_number_of_elements(), [&](size_t i, size_t m) {
+        if (m == i) v[i].imag(T(0));
+        else v[m] = std::conj(v[i]);
+        return true;
+    });
+}
+
+void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
+    const bool inverse = sign > 0;
+    checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 3 : 2);
+    bool symmetric = false;
+    if (inverse && nrhs > 1) {
+        if (Veltrix::String::isScalarText(prhs[nrhs - 1], false, true)) {
+            symmetric = vfl_fft::readSymmetricOption(prhs[nrhs - 1]);
+            --nrhs;
+        } else if (nrhs == 3) {
+            raise<VELTRA::fftfcn::InvalidThirdArgument>();
+        }
+    }
+    const vxArray* x = prhs[0];
+    OwnedArray xWork = vfl_fft::workingInput(x);
+    const size_t nd = xWork->numDims;
+    const size_t* dims = xWork->get_dimensions();
+    std::vector<size_t> outDims = nrhs >= 2 && !vxIsEmpty(prhs[1]) ? readSizes(prhs[1], nd)
+                                                                    : std::vector<size_t>(dims, dims + nd);
+    const size_t nOut = outDims.size();
+    const bool complexX = vxIsComplexFlags(xWork.get());
+    auto xDim = [&](size_t j) { return j < nd ? dims[j] : size_t(1); };
+
+    size_t lead = 0, p = 1;
+    while (lead < std::min(nd, nOut) && dims[lead] == outDims[lead]) p *= dims[lead], ++lead;
+    OwnedArray output;
+    const vxArray* source = nullptr;
+    if (lead == nd && nOut == nd) {
+        if (vxIsScalar(xWork.get()) && !symmetric) {
+            output = OwnedArray(vxCreateSharedDataCopy(xWork.get()));
+            source = xWork.get();
+        } else if (inverse && (symmetric || !complexX)) {
+            vxArray* real = xWork.get();
+            output = OwnedArray(complexX ? vxCreateDeepCopy(xWork.get()) : vxMustBeComplex(1, &real));
+            source = output.get();
+        } else {
+            output = OwnedArray(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(xWork.get()), vxCOMPLEX));
+            source = xWork.get();
+        }
+    } else {
+        if (!inverse && !complexX) {
+            lead = 0, p = 1;
+            while (lead < std::min(nd, nOut) && dims[lead] == 1 && outDims[lead] == 1) ++lead;
+        }
+        const size_t d = lead < nOut ? std::min(outDims[lead], xDim(lead)) : 1;
+        output = OwnedArray(vfl_fft::resizeArray(xWork.get(), outDims, lead + 1, d * p, true, !inverse));
+        source = output.get();
+    }
+
+    const bool runs = !vxIsEmpty(xWork.get()) && !vxIsEmpty(output.get()) &&
+                      !(vxIsScalar(output.get()) && !symmetric);
+    if (runs) {
+        if (inverse && !symmetric)
+            symmetric = classOf(source) == VX_SINGLE_CLASS ? conjugateSymmetric<float>(source, outDims)
+                                                           : conjugateSymmetric<double>(source, outDims);
+        size_t stride = 1;
+        bool usedRealPass = false;
+        for (size_t u = 0; u < nOut; ++u) {
+            const size_t len = outDims[u];
+            if (len == 1 && !symmetric) continue;
+            int kind;
+            if (u == nOut - 1 && symmetric) kind = 1;
+            else if (inverse || usedRealPass || complexX) kind = 2;
+            else kind = 0, usedRealPass = true;
+            const size_t N = output->get_number_of_elements();
+            if (kind == 1) {
+                OwnedArray target(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(output.get()), vxREAL));
+                vfl_fft::runPass(1, source, target.get(), stride, len, len, N / len, sign);
+                output = std::move(target);
+            } else {
+                const size_t inLen = kind == 0 && source == output.get() ? 2 * len : len;
+                vfl_fft::runPass(kind, source, output.get(), stride, len, inLen, N / len, sign);
+            }
+            source = output.get();
+            stride *= len;
+        }
+        if (!inverse && !vxIsComplexFlags(x) && vxIsComplexFlags(output.get())) {
+            if (classOf(output.get()) == VX_SINGLE_CLASS) mirrorPass<float>(output.get(), outDims);
+            else mirrorPass<double>(output.get(), outDims);
+        }
+    }
+    plhs[0] = output.release();
+    vxFreeImagIfZero(plhs[0]);
+}
+
+}  // namespace
+
+void fftnForwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) { fftnBody(nlhs, plhs, nrhs, prhs, -1); }
+void fftnInverseEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) { fftnBody(nlhs, plhs, nrhs, prhs, +1); }
+
+}  // namespace vlmathdsp

@@ -56,11 +56,21 @@ struct BlockCache {
         return h;
     }
 
+    // Keeps a freed block, letting the oldest kept ones go to make room.
     bool keep(PlainHeader* h) {
-        std::lock_guard<std::mutex> lock(mutex);
-        if (blocks.size() == kCachedBlocks || bytes + h->capacity > kCachedBytesMax) return false;
-        blocks.push_back(h);
-        bytes += h->capacity;
+        if (h->capacity > kCachedBytesMax) return false;
+        std::vector<PlainHeader*> evicted;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            while (!blocks.empty() && (blocks.size() == kCachedBlocks || bytes + h->capacity > kCachedBytesMax)) {
+                evicted.push_back(blocks.front());
+                bytes -= blocks.front()->capacity;
+                blocks.erase(blocks.begin());
+            }
+            blocks.push_back(h);
+            bytes += h->capacity;
+        }
+        for (PlainHeader* e : evicted) std::free(e);
         return true;
     }
 };

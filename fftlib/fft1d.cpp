@@ -8,6 +8,7 @@
 // rows: a plan uses the context's threads only for at least `rows` sequences or n of at least
 // kThreadedLengthMin; smaller transforms are planned for one thread, which they run faster on.
 #include <algorithm>
+#include <immintrin.h>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -168,6 +169,20 @@ void forSequences(uint64_t count, uint64_t n, const Body& body) {
     });
 }
 
+// dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.
+inline void conjugateReversed(double* dst, const double* src, uint64_t count) {
+    const __m128d sign = _mm_set_pd(-0.0, 0.0);  // flips the imaginary part only
+    for (uint64_t j = 0; j < count; ++j)
+        _mm_storeu_pd(dst + 2 * j, _mm_xor_pd(_mm_loadu_pd(src - ptrdiff_t(2 * j)), sign));
+}
+
+inline void conjugateReversed(float* dst, const float* src, uint64_t count) {
+    for (uint64_t j = 0; j < count; ++j) {
+        dst[2 * j] = src[-ptrdiff_t(2 * j)];
+        dst[2 * j + 1] = -src[-ptrdiff_t(2 * j) + 1];
+    }
+}
+
 // The inverse's 1/n, as a division of each value.
 template <class C>
 void scaleBy(C* data, size_t count, double n) {
@@ -269,12 +284,7 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
             T* r = reinterpret_cast<T*>(v);
             const uint64_t from = n / 2 + 1;
             if (stride == 1) {  // contiguous: a reversed copy
-                T* __restrict dst = r + 2 * from;
-                const T* __restrict src2 = r + 2 * (n - from);
-                for (uint64_t j = 0; j < n - from; ++j) {
-                    dst[2 * j] = src2[-ptrdiff_t(2 * j)];
-                    dst[2 * j + 1] = -src2[-ptrdiff_t(2 * j) + 1];
-                }
+                conjugateReversed(r + 2 * from, r + 2 * (n - from), n - from);
                 return;
             }
             for (uint64_t k = from; k < n; ++k) {

@@ -65,15 +65,8 @@ bool symmetricAlong(const vxArray* x, size_t stride, size_t len, size_t n) {
 void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
     const bool inverse = sign > 0;
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 4 : 3);
-    bool symmetricOption = false;
-    if (inverse && nrhs > 1) {
-        if (Veltrix::String::isScalarText(prhs[nrhs - 1], false, true)) {
-            symmetricOption = vfl_fft::readSymmetricOption(prhs[nrhs - 1]);
-            --nrhs;
-        } else if (nrhs == 4) {
-            raise<VELTRA::fftfcn::InvalidFourthArgument>();
-        }
-    }
+    const bool symmetricOption =
+        inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidFourthArgument>(nrhs, prhs, 4);
     OwnedArray xWork = vfl_fft::workingInput(prhs[0]);
     const size_t nd = xWork->numDims;
     const size_t* dims = xWork->get_dimensions();

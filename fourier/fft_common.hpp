@@ -16,6 +16,16 @@ inline bool readSymmetricOption(const vxArray* option) {
     raise<VELTRA::fftfcn::InvalidTrailingStringArgument>();
 }
 
+// An inverse's trailing option: read and dropped from the count when the last argument is a
+// text; otherwise a full count of arguments raises LastNotText. Returns the symmetric flag.
+template <class LastNotText>
+bool takeTrailingOption(int& nrhs, const vxArray** prhs, int fullCount) {
+    if (nrhs <= 1) return false;
+    if (Veltrix::String::isScalarText(prhs[nrhs - 1], false, true)) return readSymmetricOption(prhs[--nrhs]);
+    if (nrhs == fullCount) vlmathdsp::raise<LastNotText>();
+    return false;
+}
+
 // x as single when single, else as double; refuses other classes and sparse arrays.
 inline vlmathdsp::OwnedArray workingInput(const vxArray* x) {
     using namespace vlmathdsp;

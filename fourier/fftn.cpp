@@ -118,15 +118,7 @@ void mirrorPass(vxArray* a, const std::vector<size_t>& dims) {
 void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
     const bool inverse = sign > 0;
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 3 : 2);
-    bool symmetric = false;
-    if (inverse && nrhs > 1) {
-        if (Veltrix::String::isScalarText(prhs[nrhs - 1], false, true)) {
-            symmetric = vfl_fft::readSymmetricOption(prhs[nrhs - 1]);
-            --nrhs;
-        } else if (nrhs == 3) {
-            raise<VELTRA::fftfcn::InvalidThirdArgument>();
-        }
-    }
+    bool symmetric = inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidThirdArgument>(nrhs, prhs, 3);
     const vxArray* x = prhs[0];
     OwnedArray xWork = vfl_fft::workingInput(x);
     const size_t nd = xWork->numDims;

@@ -49,15 +49,6 @@ struct Buffer {
     }
 };
 
-template <class U>
-struct RealOf {
-    using type = U;
-};
-template <class U>
-struct RealOf<std::complex<U>> {
-    using type = U;
-};
-
 // Offsets scratch so that it has the address of `like` modulo the widest SIMD alignment.
 constexpr uintptr_t kAlignmentSpan = 64;
 inline char* alignedLike(char* scratch, const void* like) {
@@ -183,13 +174,10 @@ inline void conjugateReversed(float* dst, const float* src, uint64_t count) {
     }
 }
 
-// The inverse's 1/n, as a division of each value.
-template <class C>
-void scaleBy(C* data, size_t count, double n) {
-    using R = typename RealOf<C>::type;
+// The inverse's 1/n, as a division of each of `reals` values.
+template <class R>
+void scaleBy(R* p, size_t reals, double n) {
     const R d = R(n);
-    R* p = reinterpret_cast<R*>(data);
-    const size_t reals = count * (sizeof(C) / sizeof(R));
     constexpr size_t kBlock = 1 << 14;
     forSequences((reals + kBlock - 1) / kBlock, kBlock, [&](uint64_t b) {
         const size_t end = std::min(reals, size_t(b + 1) * kBlock);
@@ -268,7 +256,7 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
             PlanOwner<T> guard{plan, owned};
             F::execDft(plan, reinterpret_cast<FC*>(srcMutable), reinterpret_cast<FC*>(out));
         }
-        if (sign > 0) scaleBy(out, total, double(n));
+        if (sign > 0) scaleBy(reinterpret_cast<T*>(out), 2 * total, double(n));
     } else if constexpr (kind == 0) {
         std::unique_ptr<Buffer<T>> staged;
         const T* src = in;
@@ -333,7 +321,7 @@ void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, co
             F::execR2c(plan, srcMutable, reinterpret_cast<FC*>(out));
             forSequences(outer * stride, n, fill);
         }
-        if (sign > 0) scaleBy(out, total, double(n));
+        if (sign > 0) scaleBy(reinterpret_cast<T*>(out), 2 * total, double(n));
     } else {
         // FFTW's complex-to-real pass destroys its input: it reads a staged copy of the first half.
         const uint64_t half = n / 2 + 1;

@@ -70,7 +70,6 @@ void failRegistrationAfter(int successes);  // that many addFunction calls pass,
 void setNumThreads(size_t count);
 size_t numThreads();
 size_t openParallelRegions();  // brackets opened by ompwrapper::setNumThreads and not yet closed
-void setMallocExFails(bool fail);
 void setMallocExFailAfter(long successes);  // that many vxMallocEx calls pass, the rest fail; -1: none fail
 long liveArrays();
 long liveByteBlocks();

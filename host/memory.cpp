@@ -16,7 +16,6 @@ std::atomic<long> gLiveBlocks{0};
 constexpr uint64_t kMagic = 0x766c686f73746d6dull;
 }  // namespace
 
-void setMallocExFails(bool fail) { gMallocExLeft = fail ? 0 : -1; }
 void setMallocExFailAfter(long successes) { gMallocExLeft = successes; }
 long liveByteBlocks() { return gLiveBlocks.load(); }
 }  // namespace vlhost

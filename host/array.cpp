@@ -12,8 +12,11 @@
 namespace vlhost {
 namespace {
 std::atomic<long> gLiveArrays{0};
-}
+std::atomic<size_t> gMaxDimensions{0};
+}  // namespace
 long liveArrays() { return gLiveArrays.load(); }
+void setMaxDimensions(size_t count) { gMaxDimensions = count; }
+size_t maxDimensions() { return gMaxDimensions.load(); }
 }  // namespace vlhost
 
 namespace vlhost::detail {
@@ -86,6 +89,26 @@ void normalizeDims(std::vector<size_t>& dims) {
     while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
 }
 
+namespace {
+std::string shapeText(const std::vector<size_t>& dims) {
+    std::string text;
+    for (size_t d : dims) text += (text.empty() ? "" : "x") + std::to_string(d);
+    return text;
+}
+}  // namespace
+
+size_t checkedShape(const std::vector<size_t>& dims, size_t elementBytes) {
+    const size_t maxDims = vlhost::maxDimensions();
+    if (maxDims && dims.size() > maxDims)
+        raiseHostError("dimensionLimit", std::to_string(dims.size()) + " dimensions; at most " + std::to_string(maxDims));
+    size_t count = 1, bytes = 0;
+    for (size_t d : dims)
+        if (__builtin_mul_overflow(count, d, &count)) raiseHostError("sizeLimit", shapeText(dims));
+    if (__builtin_mul_overflow(count, elementBytes, &bytes) || bytes > size_t(PTRDIFF_MAX))
+        raiseHostError("sizeLimit", shapeText(dims));
+    return count;
+}
+
 DataBlock* newBlock(size_t bytes, bool zero) {
     auto* block = new DataBlock;
     try {
@@ -112,6 +135,12 @@ void releaseBlock(DataBlock* block) {
 
 HostArray* makeHandle(std::vector<size_t> dims, vxClassID id, Kind kind, uint32_t flags, DataBlock* block) {
     normalizeDims(dims);
+    try {
+        checkedShape(dims, 0);
+    } catch (...) {
+        releaseBlock(block);
+        throw;
+    }
     auto* a = new HostArray;
     a->dims = std::move(dims);
     a->numDims = a->dims.size();
@@ -132,9 +161,8 @@ HostArray* makeNumeric(const std::vector<size_t>& dims, vxClassID id, bool compl
         raiseHostError("invalidClass", std::string("logical and char arrays are real"));
     std::vector<size_t> d = dims;
     normalizeDims(d);
-    size_t count = numel(d);
     const size_t elem = classElementBytes(id) * (complex ? 2 : 1);
-    if (elem && count > std::numeric_limits<size_t>::max() / elem / 2) throw std::bad_alloc();
+    const size_t count = checkedShape(d, elem);
     DataBlock* block = newBlock(count * elem, zero);
     return makeHandle(std::move(d), id, Kind::Numeric, classFlags(id, complex), block);
 }

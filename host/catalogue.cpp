@@ -26,6 +26,11 @@ const std::map<std::string, std::string>& catalogue() {
         {"VELTRA:undefinedFunction", "Undefined function: {0}."},
         {"VELTRA:registrationFailed", "Registration of {0} failed."},
         {"VELTRA:internal", "Internal error: {0}"},
+        {"VELTRA:sizeLimit", "The requested array exceeds the maximum array size: {0}."},
+        {"VELTRA:dimensionLimit", "The requested array has more dimensions than this host holds: {0}."},
+        {"VELTRA:threadCount", "The number of computational threads must be a whole number from 1 to {0}."},
+        {"VELTRA:outputCount", "The number of outputs must be a whole number from 0 to {0}."},
+        {"VELTRA:noSuchSlot", "The library has no built-in in slot {0}."},
         // conv2, convnc, stridedConvn.
         {"VELTRA:conv2:SparseInput", "conv2 does not accept sparse inputs."},
         {"VELTRA:conv2:firstTwoInputsNotVectors", "The first two inputs of the separable form must be vectors."},

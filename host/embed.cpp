@@ -70,7 +70,7 @@ uint64_t Module::tableWord(size_t index) const {
 size_t Module::slotCount() const { return static_cast<const TableView*>(query_())->words[2]; }
 
 vxBuiltin Module::slot(size_t index) const {
-    if (index >= slotCount()) throw std::out_of_range("no such slot");
+    if (index >= slotCount()) throw hostError("noSuchSlot", std::to_string(index));
     return static_cast<const TableView*>(query_())->slots[index];
 }
 
@@ -91,13 +91,14 @@ HostError errorFrom(const resource_core::BaseMsgID& id) {
     return HostError(id.component + ":" + id.key, id.component, id.key, arguments, catalogueText(id));
 }
 
-HostError hostError(const char* key, const std::string& argument) {
+}  // namespace
+
+HostError hostError(const std::string& key, const std::string& argument) {
     return errorFrom(resource_core::BaseMsgID{{argument}, "VELTRA", key});
 }
 
-}  // namespace
-
 CallResult call(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args) {
+    if (nlhs < 0 || nlhs > kMaxOutputs) throw hostError("outputCount", std::to_string(kMaxOutputs));
     CallResult result;
     std::unique_ptr<HostError> failure;
     std::vector<vxArray*> plhs(static_cast<size_t>(std::max(nlhs, 1)), nullptr);
@@ -146,6 +147,16 @@ CallResult callFunction(const std::string& fullName, int nlhs, const std::vector
 
 namespace {
 
+// Host errors raised while making an array outside a call reach the embedder as HostError.
+template <class Make>
+auto translated(Make make) -> decltype(make()) {
+    try {
+        return make();
+    } catch (const foundation::core::except::IMsgIDException& e) {
+        throw errorFrom(*e.GetMsgID());
+    }
+}
+
 HostArray* untracked(HostArray* a) {
     CallFrame::unlink(a);
     return a;
@@ -171,19 +182,23 @@ HostArray* objectArray(std::vector<size_t> dims, vxClassID id, Kind kind, size_t
 }  // namespace
 
 vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex) {
-    return untracked(makeNumeric(dims, id, complex, true));
+    return translated([&]() -> vxArray* {
+        return untracked(makeNumeric(dims, id, complex, true));
+    });
 }
 
 vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
                      void (*release)(void*), void* context) {
-    if (id != VX_LOGICAL_CLASS && id != VX_CHAR_CLASS && classFlags(id, false) == 0)
-        throw std::invalid_argument("wrapNumeric takes numeric, logical or char classes");
-    auto* block = new DataBlock;
-    block->ptr = data;
-    block->bytes = numel(dims) * classElementBytes(id) * (complex ? 2 : 1);
-    block->release = releaseExternal;
-    block->context = new ExternalRelease{release, context};
-    return untracked(makeHandle(dims, id, Kind::Numeric, classFlags(id, complex), block));
+    return translated([&]() -> vxArray* {
+        if (id != VX_LOGICAL_CLASS && id != VX_CHAR_CLASS && classFlags(id, false) == 0)
+            throw std::invalid_argument("wrapNumeric takes numeric, logical or char classes");
+        auto* block = new DataBlock;
+        block->ptr = data;
+        block->bytes = numel(dims) * classElementBytes(id) * (complex ? 2 : 1);
+        block->release = releaseExternal;
+        block->context = new ExternalRelease{release, context};
+        return untracked(makeHandle(dims, id, Kind::Numeric, classFlags(id, complex), block));
+    });
 }
 
 vxArray* createChar(const std::u16string& text) {
@@ -191,72 +206,84 @@ vxArray* createChar(const std::u16string& text) {
 }
 
 vxArray* createCharArray(const std::vector<size_t>& dims, const std::u16string& data) {
-    HostArray* a = untracked(makeNumeric(dims, VX_CHAR_CLASS, false, true));
-    std::memcpy(a->data, data.data(), std::min(data.size(), numel(a->dims)) * sizeof(char16_t));
-    return a;
+    return translated([&]() -> vxArray* {
+        HostArray* a = untracked(makeNumeric(dims, VX_CHAR_CLASS, false, true));
+        std::memcpy(a->data, data.data(), std::min(data.size(), numel(a->dims)) * sizeof(char16_t));
+        return a;
+    });
 }
 
 vxArray* createStringArray(const std::vector<size_t>& dims, const std::vector<std::optional<std::u16string>>& values) {
-    auto storage = std::make_unique<StringStorage>();
-    std::vector<size_t> d = dims;
-    normalizeDims(d);
-    if (numel(d) != values.size()) throw std::invalid_argument("string array: values do not fill the shape");
-    for (const auto& v : values) {
-        storage->texts.push_back(v.value_or(std::u16string()));
-        storage->missing.push_back(!v.has_value());
-    }
-    storage->rebuild(d);
-    return objectArray(d, VX_OBJECT_CLASS, Kind::String, 0, std::move(storage));
+    return translated([&]() -> vxArray* {
+        auto storage = std::make_unique<StringStorage>();
+        std::vector<size_t> d = dims;
+        normalizeDims(d);
+        if (numel(d) != values.size()) throw std::invalid_argument("string array: values do not fill the shape");
+        for (const auto& v : values) {
+            storage->texts.push_back(v.value_or(std::u16string()));
+            storage->missing.push_back(!v.has_value());
+        }
+        storage->rebuild(d);
+        return objectArray(d, VX_OBJECT_CLASS, Kind::String, 0, std::move(storage));
+    });
 }
 
 vxArray* createSparse(size_t m, size_t n, vxClassID id, bool complex, const std::vector<size_t>& rowIndex,
                       const std::vector<size_t>& columnStart, const void* values) {
-    if (id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) throw std::invalid_argument("sparse arrays are double or logical");
-    if (columnStart.size() != n + 1 || columnStart[n] != rowIndex.size())
-        throw std::invalid_argument("sparse array: column starts do not match the row indices");
-    for (size_t r : rowIndex)
-        if (r >= m) throw std::invalid_argument("sparse array: row index out of range");
-    const size_t nnz = rowIndex.size(), nzmax = std::max<size_t>(nnz, 1);
-    const size_t elem = classElementBytes(id) * (complex ? 2 : 1);
-    const size_t valueBytes = ((nzmax * elem + 7) / 8) * 8;
-    DataBlock* block = newBlock(valueBytes + (nzmax + n + 1) * sizeof(size_t), true);
-    char* base = static_cast<char*>(block->ptr);
-    if (nnz) std::memcpy(base, values, nnz * elem);
-    HostArray* a = untracked(makeHandle({m, n}, id, Kind::Sparse, classFlags(id, complex) | VX_FLAG_SPARSE, block));
-    a->ir = reinterpret_cast<size_t*>(base + valueBytes);
-    a->jc = a->ir + nzmax;
-    a->nzmax = nzmax;
-    std::copy(rowIndex.begin(), rowIndex.end(), a->ir);
-    std::copy(columnStart.begin(), columnStart.end(), a->jc);
-    return a;
+    return translated([&]() -> vxArray* {
+        if (id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) throw std::invalid_argument("sparse arrays are double or logical");
+        if (columnStart.size() != n + 1 || columnStart[n] != rowIndex.size())
+            throw std::invalid_argument("sparse array: column starts do not match the row indices");
+        for (size_t r : rowIndex)
+            if (r >= m) throw std::invalid_argument("sparse array: row index out of range");
+        const size_t nnz = rowIndex.size(), nzmax = std::max<size_t>(nnz, 1);
+        const size_t elem = classElementBytes(id) * (complex ? 2 : 1);
+        const size_t valueBytes = ((nzmax * elem + 7) / 8) * 8;
+        DataBlock* block = newBlock(valueBytes + (nzmax + n + 1) * sizeof(size_t), true);
+        char* base = static_cast<char*>(block->ptr);
+        if (nnz) std::memcpy(base, values, nnz * elem);
+        HostArray* a = untracked(makeHandle({m, n}, id, Kind::Sparse, classFlags(id, complex) | VX_FLAG_SPARSE, block));
+        a->ir = reinterpret_cast<size_t*>(base + valueBytes);
+        a->jc = a->ir + nzmax;
+        a->nzmax = nzmax;
+        std::copy(rowIndex.begin(), rowIndex.end(), a->ir);
+        std::copy(columnStart.begin(), columnStart.end(), a->jc);
+        return a;
+    });
 }
 
 vxArray* createCell(const std::vector<size_t>& dims, const std::vector<vxArray*>& kids) {
-    std::vector<size_t> d = dims;
-    normalizeDims(d);
-    if (numel(d) != kids.size()) throw std::invalid_argument("cell: children do not fill the shape");
-    auto extra = std::make_unique<Children>();
-    extra->arrays = kids;
-    for (vxArray* k : kids)
-        if (k) CallFrame::unlink(host(k));
-    HostArray* a = objectArray(d, VX_CELL_CLASS, Kind::Cell, kids.size(), std::move(extra));
-    if (!kids.empty()) std::memcpy(a->data, kids.data(), kids.size() * sizeof(vxArray*));
-    return a;
+    return translated([&]() -> vxArray* {
+        std::vector<size_t> d = dims;
+        normalizeDims(d);
+        if (numel(d) != kids.size()) throw std::invalid_argument("cell: children do not fill the shape");
+        auto extra = std::make_unique<Children>();
+        extra->arrays = kids;
+        for (vxArray* k : kids)
+            if (k) CallFrame::unlink(host(k));
+        HostArray* a = objectArray(d, VX_CELL_CLASS, Kind::Cell, kids.size(), std::move(extra));
+        if (!kids.empty()) std::memcpy(a->data, kids.data(), kids.size() * sizeof(vxArray*));
+        return a;
+    });
 }
 
 vxArray* createStruct(const std::vector<size_t>& dims, const std::vector<std::string>& fields,
                       const std::vector<vxArray*>& values) {
-    std::vector<size_t> d = dims;
-    normalizeDims(d);
-    if (numel(d) * fields.size() != values.size()) throw std::invalid_argument("struct: values do not fill the fields");
-    auto extra = std::make_unique<Children>();
-    extra->arrays = values;
-    extra->fieldNames = fields;
-    for (vxArray* k : values)
-        if (k) CallFrame::unlink(host(k));
-    HostArray* a = objectArray(d, VX_STRUCT_CLASS, Kind::Struct, values.size(), std::move(extra));
-    if (!values.empty()) std::memcpy(a->data, values.data(), values.size() * sizeof(vxArray*));
-    return a;
+    return translated([&]() -> vxArray* {
+        std::vector<size_t> d = dims;
+        normalizeDims(d);
+        size_t slots = 0;
+        if (__builtin_mul_overflow(numel(d), fields.size(), &slots) || slots != values.size())
+            throw std::invalid_argument("struct: values do not fill the fields");
+        auto extra = std::make_unique<Children>();
+        extra->arrays = values;
+        extra->fieldNames = fields;
+        for (vxArray* k : values)
+            if (k) CallFrame::unlink(host(k));
+        HostArray* a = objectArray(d, VX_STRUCT_CLASS, Kind::Struct, values.size(), std::move(extra));
+        if (!values.empty()) std::memcpy(a->data, values.data(), values.size() * sizeof(vxArray*));
+        return a;
+    });
 }
 
 vxArray* createFunctionHandle(const std::string& name) {

@@ -26,6 +26,9 @@ public:
     const std::vector<std::string> arguments;
 };
 
+// The host's own error VELTRA:<key>, with one text argument, as a call would raise it.
+HostError hostError(const std::string& key, const std::string& argument);
+
 // A loaded library: initialised once when loaded, kept for the life of the process.
 class Module {
 public:
@@ -66,8 +69,17 @@ std::vector<std::string> packageFunctionNames();
 void setVcosUsingUSM(bool answer);
 void failRegistrationAfter(int successes);  // that many addFunction calls pass, the next throws once; -1: none
 
+// Limits. A larger thread count is refused; 1024 covers the largest two-socket machines.
+constexpr size_t kMaxThreads = 1024;
+// Outputs a call may ask for; no built-in has more than a few.
+constexpr int kMaxOutputs = 64;
+// Arrays of more dimensions are refused with VELTRA:dimensionLimit; 0, the default: no bound.
+// An embedder whose own arrays hold fewer (NumPy: 32) sets it, so such results fail before the work.
+void setMaxDimensions(size_t count);
+size_t maxDimensions();
+
 // Threads, memory and accounting.
-void setNumThreads(size_t count);
+void setNumThreads(size_t count);  // 1 to kMaxThreads, else VELTRA:threadCount
 size_t numThreads();
 size_t openParallelRegions();  // brackets opened by ompwrapper::setNumThreads and not yet closed
 void setMallocExFailAfter(long successes);  // that many vxMallocEx calls pass, the rest fail; -1: none fail

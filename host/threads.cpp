@@ -1,10 +1,13 @@
 // Thread services: the computational thread count, the arenas, and BLAS's own threads.
 #include "host/threads.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <thread>
+
+#include <oneapi/tbb/info.h>
 
 #include "host/embed.hpp"
 
@@ -15,7 +18,7 @@ namespace vlhost {
 namespace {
 size_t hardwareThreads() {
     const unsigned n = std::thread::hardware_concurrency();
-    return n ? n : 1;
+    return n ? std::min<size_t>(n, kMaxThreads) : 1;
 }
 std::atomic<size_t> gThreads{hardwareThreads()};
 std::mutex gBlasMutex;
@@ -23,7 +26,7 @@ size_t gOpenRegions = 0;  // parallel regions open in the process, under gBlasMu
 }  // namespace
 
 void setNumThreads(size_t count) {
-    if (count == 0) count = 1;
+    if (count < 1 || count > kMaxThreads) throw hostError("threadCount", std::to_string(kMaxThreads));
     gThreads = count;
     std::lock_guard<std::mutex> lock(gBlasMutex);
     if (gOpenRegions == 0) openblas_set_num_threads(static_cast<int>(count));
@@ -44,7 +47,9 @@ tbb::task_arena& callArena() {
     // One arena per host thread: its calling thread always has a slot of its own.
     thread_local std::unique_ptr<tbb::task_arena> arena;
     thread_local size_t arenaThreads = 0;
-    const size_t want = numThreads();
+    // TBB never runs more workers than the machine has cores; a larger arena only costs slots.
+    static const size_t cores = size_t(std::max(1, tbb::info::default_concurrency()));
+    const size_t want = std::min(numThreads(), cores);
     if (!arena || arenaThreads != want) {
         arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));
         arenaThreads = want;

@@ -22,8 +22,35 @@ struct Arguments {
     }
 };
 
+// Host text as str; a name given with lone surrogates comes back as it was given.
+py::str text(const std::string& s) {
+    PyObject* t = PyUnicode_DecodeUTF8(s.data(), Py_ssize_t(s.size()), "surrogatepass");
+    if (!t) {
+        PyErr_Clear();
+        t = PyUnicode_DecodeUTF8(s.data(), Py_ssize_t(s.size()), "replace");
+    }
+    if (!t) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(t);
+}
+
+// A host error as vlmathdsp.Error, with its identifier.
+void setError(const vlhost::HostError& e) {
+    py::list arguments;
+    for (const std::string& a : e.arguments) arguments.append(text(a));
+    py::object error = gErrorClass(text(e.what()), e.identifier, e.component, e.key, arguments);
+    PyErr_SetObject(gErrorClass.ptr(), error.ptr());
+}
+
+// A Python int as a count within [low, high], or the host's error `key` naming the value.
+long long boundedInt(const py::int_& value, long long low, long long high, const char* key, const std::string& range) {
+    int overflow = 0;
+    const long long v = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
+    if (v == -1 && PyErr_Occurred()) throw py::error_already_set();
+    if (overflow || v < low || v > high) throw vlhost::hostError(key, range);
+    return v;
+}
+
 py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) {
-    if (!fn) throw std::runtime_error("vlmathdsp: no such built-in");
     Arguments in;
     for (py::handle a : args) {
         Argument converted = toHost(a);
@@ -31,13 +58,9 @@ py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) 
         in.oneDimensional.push_back(converted.oneDimensional);
     }
     vlhost::CallResult result;
-    try {
+    {
         py::gil_scoped_release nogil;
         result = vlhost::call(fn, nargout, in.arrays);
-    } catch (const vlhost::HostError& e) {
-        py::object error = gErrorClass(e.what(), e.identifier, e.component, e.key, py::cast(e.arguments));
-        PyErr_SetObject(gErrorClass.ptr(), error.ptr());
-        throw py::error_already_set();
     }
     for (const auto& w : result.warnings) {
         py::object warning = gWarningClass(w.message, w.identifier);
@@ -71,26 +94,42 @@ void warnProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
 PYBIND11_MODULE(_vlmathdsp, m) {
     using namespace vlpy;
     m.doc() = "Host of the vlmathdsp library";
-    m.def("load", [](const std::string& path, py::object errorClass, py::object warningClass) {
+    py::register_exception_translator([](std::exception_ptr p) {
+        try {
+            if (p) std::rethrow_exception(p);
+        } catch (const vlhost::HostError& e) {
+            setError(e);
+        }
+    });
+    m.def("load", [](const std::string& path, py::object errorClass, py::object warningClass, size_t maxDims) {
         gErrorClass = errorClass.release();
         gWarningClass = warningClass.release();
+        vlhost::setMaxDimensions(maxDims);
         gModule = &vlhost::Module::load(path);
     });
-    m.def("call_slot", [](size_t slot, py::tuple args, int nargout, int principal) {
-        return run(gModule->slot(slot), args, nargout, principal);
+    m.def("call_slot", [](py::int_ slot, py::tuple args, py::int_ nargout, int principal) {
+        int overflow = 0;
+        const long long index = PyLong_AsLongLongAndOverflow(slot.ptr(), &overflow);
+        if (overflow || index < 0 || size_t(index) >= gModule->slotCount())
+            throw vlhost::hostError("noSuchSlot", std::string(py::str(slot)));
+        const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
+        return run(gModule->slot(size_t(index)), args, outputs, principal);
     });
-    m.def("call_function", [](const std::string& name, py::tuple args, int nargout, int principal) {
+    m.def("call_function", [](py::str fullName, py::tuple args, py::int_ nargout, int principal) {
+        // Lone surrogates pass through: such a name is simply not found.
+        py::object encoded = py::reinterpret_steal<py::object>(
+            PyUnicode_AsEncodedString(fullName.ptr(), "utf-8", "surrogatepass"));
+        if (!encoded) throw py::error_already_set();
+        const std::string name(PyBytes_AS_STRING(encoded.ptr()), size_t(PyBytes_GET_SIZE(encoded.ptr())));
+        const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
         vxBuiltin fn = vlhost::findFunction(name);
-        if (!fn) {
-            const std::string text = vlhost::catalogueText("VELTRA", "undefinedFunction", {name});
-            PyErr_SetObject(gErrorClass.ptr(),
-                            gErrorClass(text, "VELTRA:undefinedFunction", "VELTRA", "undefinedFunction",
-                                        py::make_tuple(name)).ptr());
-            throw py::error_already_set();
-        }
-        return run(fn, args, nargout, principal);
+        if (!fn) throw vlhost::hostError("undefinedFunction", name);
+        return run(fn, args, outputs, principal);
     });
-    m.def("set_num_threads", [](size_t n) { vlhost::setNumThreads(n); });
+    m.def("set_num_threads", [](py::int_ n) {
+        vlhost::setNumThreads(size_t(boundedInt(n, 1, vlhost::kMaxThreads, "threadCount", std::to_string(vlhost::kMaxThreads))));
+    });
+    m.attr("max_threads") = vlhost::kMaxThreads;
     m.def("get_num_threads", []() { return vlhost::numThreads(); });
     m.def("live_arrays", []() { return vlhost::liveArrays(); });
     m.def("live_blocks", []() { return vlhost::liveByteBlocks(); });

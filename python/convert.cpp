@@ -70,12 +70,13 @@ void releasePyObject(void* object) {
     Py_DECREF(static_cast<PyObject*>(object));
 }
 
+// Host text is 16-bit code units, so a lone surrogate is kept as the unit it is.
 std::u16string toUtf16(const py::str& s) {
-    py::bytes b = py::reinterpret_steal<py::bytes>(PyUnicode_AsUTF16String(s.ptr()));
+    py::bytes b = py::reinterpret_steal<py::bytes>(PyUnicode_AsEncodedString(s.ptr(), "utf-16-le", "surrogatepass"));
     if (!b) throw py::error_already_set();
     std::string raw = b;
-    std::u16string out((raw.size() - 2) / 2, u'\0');  // skip the byte-order mark
-    std::memcpy(out.data(), raw.data() + 2, out.size() * 2);
+    std::u16string out(raw.size() / 2, u'\0');
+    std::memcpy(out.data(), raw.data(), out.size() * 2);
     return out;
 }
 
@@ -91,8 +92,9 @@ bool isSparse(const py::handle& value) {
     return module.rfind("scipy.sparse", 0) == 0 && py::hasattr(value, "tocsc");
 }
 
+// Works on a copy: the caller's matrix keeps its index order and duplicates, and may be read-only.
 Argument sparseToHost(const py::handle& value) {
-    py::object csc = value.attr("tocsc")();
+    py::object csc = value.attr("tocsc")(py::arg("copy") = true);
     csc.attr("sum_duplicates")();
     py::array data = csc.attr("data");
     vxClassID id;
@@ -208,11 +210,12 @@ py::object fromHost(vxArray* array, bool asVector) {
         shape = {py::ssize_t(count)};
         strides = {dt.itemsize()};
     } else {
-        py::ssize_t stride = dt.itemsize();
+        // The host keeps byte sizes within PTRDIFF_MAX, so no stride below overflows.
+        size_t stride = size_t(dt.itemsize());
         for (size_t d : dims) {
             shape.push_back(py::ssize_t(d));
-            strides.push_back(stride);
-            stride *= py::ssize_t(d);
+            strides.push_back(py::ssize_t(stride));
+            stride *= d;
         }
     }
     if (!vlhost::ownsAlignedData(array) || count == 0) {

@@ -4,7 +4,7 @@ one-based, text options are str."""
 
 from .errors import Error, HostWarning
 from .strings import string_array
-from .host import call, call_function, get_num_threads, set_num_threads
+from .host import MAX_THREADS, call, call_function, get_num_threads, set_num_threads
 from .functions import (
     avg_pool, avg_pool_backward, conv2, conv_backward, conv_forward, convn, convnc, dct, dctn,
     dst, dstn, fft, fftn, fftw, fftw_version, filter, idct, idctn, idst, idstn, ifft, ifftn,
@@ -12,7 +12,7 @@ from .functions import (
 )
 
 __all__ = [
-    "Error", "HostWarning", "string_array", "call", "call_function", "get_num_threads",
+    "Error", "HostWarning", "MAX_THREADS", "string_array", "call", "call_function", "get_num_threads",
     "set_num_threads", "avg_pool", "avg_pool_backward", "conv2", "conv_backward", "conv_forward",
     "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "fftw", "fftw_version",
     "filter", "idct", "idctn", "idst", "idstn", "ifft", "ifftn", "ltitr", "max_pool",

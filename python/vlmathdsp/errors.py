@@ -11,6 +11,9 @@ class Error(Exception):
         self.key = key
         self.arguments = tuple(arguments)
 
+    def __str__(self):
+        return f"[{self.identifier}] {super().__str__()}"
+
 
 class HostWarning(UserWarning):
     """A warning of a built-in; the call went on and returned its result."""

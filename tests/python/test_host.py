@@ -91,7 +91,8 @@ def test_errors_carry_identifier_component_key_and_text():
     e = info.value
     assert e.identifier == "VELTRA:legacy_two_part:square"
     assert (e.component, e.key, e.arguments) == ("VELTRA:legacy_two_part", "square", ())
-    assert str(e) == "The matrix must be square."
+    assert e.args == ("The matrix must be square.",)
+    assert str(e) == "[VELTRA:legacy_two_part:square] The matrix must be square."
     with pytest.raises(vm.Error) as info:
         vm.convn(np.ones(3), np.ones(3))
     assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("convnc",)
@@ -118,8 +119,6 @@ def test_thread_setting(threads):
     assert vm.get_num_threads() == 1
     threads(3)
     assert vm.get_num_threads() == 3
-    with pytest.raises(ValueError):
-        vm.set_num_threads(0)
 
 
 def test_many_python_threads_call_at_once():

@@ -61,7 +61,7 @@ TEST(Arrays, ClassFieldsAndFlags) {
     EXPECT_EQ(std::u16string(record.elements[0]->text, record.elements[0]->length), u"ab");
     EXPECT_EQ(record.elements[1], nullptr);
     EXPECT_EQ(record.dims, (std::vector<size_t>{1, 2}));
-    EXPECT_THROW(vlhost::createNumeric({1, 1}, VX_CELL_CLASS, false), foundation::core::except::IMsgIDException);
+    EXPECT_THROW(vlhost::createNumeric({1, 1}, VX_CELL_CLASS, false), vlhost::HostError);
 }
 
 TEST(Arrays, SparseReadsAndBecomesFull) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "module/argument_helpers.hpp"
+#include "module/checked_size.hpp"
 
 namespace vfl_conv {
 
@@ -27,7 +28,8 @@ inline WindowSide windowSide(vlmathdsp::ShapeKind shape, size_t a, size_t b) {
         s.start = b >> 1;
     } else if (shape == vlmathdsp::SHAPE_FULL) {
         // Not a + b - 1: an empty side gives the other side's size.
-        s.count = a + b < 2 ? 0 : std::max({a, b, a + b - 1});
+        const size_t sum = vlmathdsp::addSizes(a, b);
+        s.count = sum < 2 ? 0 : std::max({a, b, sum - 1});
         s.start = 0;
     } else {
         const size_t d = b < 2 ? 0 : b - 1;

@@ -1,5 +1,9 @@
 // Bad input never crashes: every slot and package function, argument lists of assorted classes
 // and counts, gives a result or an identifier, and leaves nothing allocated.
+#include <cmath>
+#include <functional>
+#include <limits>
+
 #include "tests/cpp/support.hpp"
 
 using namespace vltest;
@@ -55,4 +59,74 @@ TEST(Robustness, EveryBuiltinAnswersAssortedArgumentsWithAResultOrAnIdentifier) 
     EXPECT_GT(errors, 0u);
     EXPECT_EQ(vlhost::liveArrays(), arrays);
     EXPECT_EQ(vlhost::liveByteBlocks(), blocks);
+}
+
+namespace {
+
+std::string hostErrorOf(const std::function<void()>& f) {
+    try {
+        f();
+    } catch (const vlhost::HostError& e) {
+        return e.identifier;
+    }
+    return "";
+}
+
+constexpr size_t kHalf = size_t(1) << 32;
+
+}  // namespace
+
+TEST(Limits, ShapesWhoseSizeOverflowsAreRefusedNotWrapped) {
+    const long arrays = vlhost::liveArrays(), blocks = vlhost::liveByteBlocks();
+    // Element counts that wrap to 0 or to a small number, and byte sizes past PTRDIFF_MAX.
+    for (const std::vector<size_t>& dims : std::vector<std::vector<size_t>>{
+             {kHalf, kHalf}, {3, kHalf, kHalf}, {1, size_t(1) << 62, 4}, {size_t(1) << 60, 1}, {SIZE_MAX, 2}})
+        EXPECT_EQ(hostErrorOf([&] { numeric(dims); }), "VELTRA:sizeLimit") << dims[0] << "x" << dims[1];
+    EXPECT_EQ(hostErrorOf([&] { numeric({size_t(1) << 59, 1}, VX_DOUBLE_CLASS, true); }), "VELTRA:sizeLimit");
+    // Empty arrays with huge sides are fine: they hold nothing.
+    EXPECT_EQ(numeric({0, SIZE_MAX})->get_number_of_elements(), 0u);
+    EXPECT_EQ(vlhost::liveArrays(), arrays);
+    EXPECT_EQ(vlhost::liveByteBlocks(), blocks);
+}
+
+TEST(Limits, BuiltinsAnswerOverflowingSizesWithAnIdentifier) {
+    const vlhost::Module& m = module();
+    Array x = doubles({2, 2}, {1, 2, 3, 4});
+    Array huge = doubles({1, 2}, {double(kHalf), double(kHalf)});
+    Array length = doubles({1, 1}, {std::ldexp(1.0, 62)}), dim = doubles({1, 1}, {4});
+    Array flags = numeric({1, 300}, VX_LOGICAL_CLASS);
+    Array wide = numeric({0, SIZE_MAX}), tall = numeric({0, size_t(1) << 59}), column = numeric({32, 1});
+    const long arrays = vlhost::liveArrays(), blocks = vlhost::liveByteBlocks();
+    EXPECT_EQ(errorOf(m.slot(6), 1, {x.get(), huge.get()}), "VELTRA:sizeLimit");  // fftn
+    EXPECT_EQ(errorOf(m.slot(5), 1, {flags.get(), length.get(), dim.get()}), "VELTRA:sizeLimit");  // ifft
+    // conv2's full window of a side near 2^64 would wrap in the sum of the sides.
+    EXPECT_EQ(errorOf(m.slot(2), 1, {wide.get(), column.get()}), "VELTRA:nomem");
+    EXPECT_EQ(errorOf(m.slot(2), 1, {tall.get(), column.get()}), "VELTRA:sizeLimit");
+    EXPECT_EQ(vlhost::liveArrays(), arrays);
+    EXPECT_EQ(vlhost::liveByteBlocks(), blocks);
+}
+
+TEST(Limits, DimensionBoundOfTheEmbedder) {
+    vlhost::setMaxDimensions(3);
+    EXPECT_EQ(hostErrorOf([] { numeric({2, 1, 1, 2}); }), "VELTRA:dimensionLimit");
+    EXPECT_EQ(numeric({2, 2, 2, 1, 1})->numDims, 3u);  // trailing singletons are dropped first
+    Array x = doubles({1, 1}, {1}), siz = doubles({1, 4}, {2, 1, 1, 2});
+    EXPECT_EQ(errorOf(module().slot(6), 1, {x.get(), siz.get()}), "VELTRA:dimensionLimit");
+    vlhost::setMaxDimensions(0);
+    EXPECT_EQ(numeric({2, 1, 1, 2})->numDims, 4u);
+}
+
+TEST(Limits, ThreadOutputAndSlotCounts) {
+    const size_t before = vlhost::numThreads();
+    for (size_t bad : {size_t(0), vlhost::kMaxThreads + 1, size_t(1) << 31, SIZE_MAX})
+        EXPECT_EQ(hostErrorOf([&] { vlhost::setNumThreads(bad); }), "VELTRA:threadCount") << bad;
+    EXPECT_EQ(vlhost::numThreads(), before);
+    vlhost::setNumThreads(vlhost::kMaxThreads);
+    Array a = doubles({3, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_EQ(run(module().slot(2), 1, {a.get(), a.get()}).arrays[0]->get_number_of_elements(), 25u);
+    vlhost::setNumThreads(before);
+
+    for (int nlhs : {-1, vlhost::kMaxOutputs + 1, std::numeric_limits<int>::max()})
+        EXPECT_EQ(errorOf(module().slot(4), nlhs, {a.get()}), "VELTRA:outputCount") << nlhs;
+    EXPECT_EQ(hostErrorOf([] { module().slot(16); }), "VELTRA:noSuchSlot");
 }

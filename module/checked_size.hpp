@@ -1,0 +1,27 @@
+// Sizes computed from lengths: a sum or product that does not fit in 64 bits is the host's
+// out-of-memory failure, never a wrapped small size.
+#pragma once
+
+#include <cstddef>
+
+#include "module/host_interface.hpp"
+
+namespace vlmathdsp {
+
+[[noreturn]] inline void sizeOverflow() {
+    foundation::core::except::detail::legacy(foundation::core::except::bad_alloc());
+}
+
+inline size_t addSizes(size_t a, size_t b) {
+    size_t r;
+    if (__builtin_add_overflow(a, b, &r)) sizeOverflow();
+    return r;
+}
+
+inline size_t mulSizes(size_t a, size_t b) {
+    size_t r;
+    if (__builtin_mul_overflow(a, b, &r)) sizeOverflow();
+    return r;
+}
+
+}  // namespace vlmathdsp

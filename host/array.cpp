@@ -1,6 +1,7 @@
 // Array records: creation, copies, destruction and reading.
 #include "host/array.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -101,11 +102,13 @@ size_t checkedShape(const std::vector<size_t>& dims, size_t elementBytes) {
     const size_t maxDims = vlhost::maxDimensions();
     if (maxDims && dims.size() > maxDims)
         raiseHostError("dimensionLimit", std::to_string(dims.size()) + " dimensions; at most " + std::to_string(maxDims));
-    size_t count = 1, bytes = 0;
+    // As NumPy does, the sides other than zero must fit too: an empty array may not be one that
+    // could never hold a row.
+    size_t extent = std::max<size_t>(elementBytes, 1), count = 1;
     for (size_t d : dims)
-        if (__builtin_mul_overflow(count, d, &count)) raiseHostError("sizeLimit", shapeText(dims));
-    if (__builtin_mul_overflow(count, elementBytes, &bytes) || bytes > size_t(PTRDIFF_MAX))
-        raiseHostError("sizeLimit", shapeText(dims));
+        if (d && __builtin_mul_overflow(extent, d, &extent)) raiseHostError("sizeLimit", shapeText(dims));
+    if (extent > size_t(PTRDIFF_MAX)) raiseHostError("sizeLimit", shapeText(dims));
+    for (size_t d : dims) count *= d;
     return count;
 }
 

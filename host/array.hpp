@@ -74,8 +74,8 @@ size_t numel(const std::vector<size_t>& dims);
 size_t classElementBytes(vxClassID id);
 uint32_t classFlags(vxClassID id, bool complex);
 void normalizeDims(std::vector<size_t>& dims);
-// Refuses a shape whose element count or byte size (at most PTRDIFF_MAX) does not fit, or that
-// has more dimensions than the embedder allows. Returns the element count.
+// Refuses a shape whose byte size, counting only the sides that are not zero, is above
+// PTRDIFF_MAX, or that has more dimensions than the embedder allows. Returns the element count.
 size_t checkedShape(const std::vector<size_t>& dims, size_t elementBytes);
 
 // Host-managed bytes, 64-byte aligned. Tracked by the current call frame when one is open.

@@ -1,12 +1,34 @@
 #!/usr/bin/env bash
-# Set-up, build, then every test: C++ under CTest, Python under pytest.
-# With --sanitize the C++ tests run in the sanitizer build.
+# Set-up, build, then every test: C++ under CTest, Python under pytest, a short fuzz run; then the
+# same three again in the address- and undefined-behaviour-sanitizer build.
+#   bash scripts/test.sh                 # everything (CI)
+#   bash scripts/test.sh --no-sanitize   # the release build only
+#   bash scripts/test.sh --sanitize      # the sanitizer build only
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/setup.sh "$@"
-build_dir=build
-[ "${1:-}" = "--sanitize" ] && build_dir=build-asan
-(cd "$build_dir" && ctest -j"$(nproc)" --output-on-failure)
-if [ "$build_dir" = build ]; then
+mode=${1:-all}
+source scripts/sanitizer_env.sh
+
+step() { echo; echo "== $1 ($(date +%T))"; }
+
+if [ "$mode" != --sanitize ]; then
+  step "release build"
+  bash scripts/setup.sh
+  step "C++ tests"
+  (cd build && ctest -j"$(nproc)" --output-on-failure)
+  step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
+  step "fuzz"
+  /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 5000 --seed 1
 fi
+if [ "$mode" != --no-sanitize ]; then
+  step "sanitizer build"
+  bash scripts/setup.sh --sanitize
+  step "C++ tests, sanitized"
+  (cd build-asan && ctest -j"$(nproc)" --output-on-failure)
+  step "Python tests, sanitized"
+  VLMATHDSP_PACKAGE_PATH="$PWD/build-asan/python" sanitized /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/python
+  step "fuzz, sanitized"
+  sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --cases 2000 --seed 2
+fi
+step "done"

@@ -44,6 +44,12 @@ class Worker:
         self.log.close()
 
 
+def found(findings, finding):
+    """Keeps a finding and says it at once: a long run shows what it finds as it goes."""
+    findings.append(finding)
+    print(f"found: case {finding[0]} {finding[1]}: {finding[2][:300]}", flush=True)
+
+
 def run(args, env):
     pending = collections.deque(range(args.first, args.first + args.cases))
     workers = [Worker(args.seed, env) for _ in range(args.jobs)]
@@ -63,14 +69,15 @@ def run(args, env):
                 if line:
                     report = json.loads(line)
                     outcomes[report["outcome"]] += 1
-                    findings += [(w.case, report["target"], f) for f in report["findings"]]
+                    for f in report["findings"]:
+                        found(findings, (w.case, report["target"], f))
                     w.case = None
                     done += 1
                     continue
                 w.proc.wait()
-                findings.append((w.case, "", f"crash (exit {w.proc.returncode}): {w.last_words()}"))
+                found(findings, (w.case, "", f"crash (exit {w.proc.returncode}): {w.last_words()}"))
             elif time.monotonic() - w.started > args.timeout:
-                findings.append((w.case, "", f"hang: no answer in {args.timeout} s"))
+                found(findings, (w.case, "", f"hang: no answer in {args.timeout} s"))
             else:
                 continue
             w.stop()

@@ -96,6 +96,15 @@ struct Job {
     }
 };
 
+// FFTW ends the process when one of its own allocations fails. Before it plans a length n (twiddles,
+// buffers, Bluestein's padded sequences: a few n), room for 4n complex values is made sure of.
+template <class T>
+void ensureRoomToPlan(uint64_t n) {
+    constexpr uint64_t kPerLength = 4 * sizeof(std::complex<T>);
+    if (n > SIZE_MAX / kPerLength) throw std::runtime_error("FFTW:nomem");
+    Buffer<char> room(size_t(n * kPerLength));
+}
+
 // Finds or makes the plan; `make(flags, in, out)` plans on the given arrays. Returns the plan
 // and whether the caller owns it (the cache refused it).
 template <class T, int kind, class Make, class In, class Out>
@@ -108,6 +117,7 @@ std::pair<PlanOf<T>, bool> planFor(fftwPlanCacheInterface<T, kind>* cache, const
     if (cache)
         if (PlanOf<T> plan = cache->find(key)) return {plan, false};
     const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
+    ensureRoomToPlan<T>(job.n);
     PlanOf<T> plan;
     F::threads(job.threads());
     if ((flags & (FFTW_MEASURE | FFTW_PATIENT | FFTW_EXHAUSTIVE)) == 0 && flags != 0) {

@@ -22,6 +22,8 @@ size_t hardwareThreads() {
 }
 std::atomic<size_t> gThreads{hardwareThreads()};
 std::mutex gBlasMutex;
+// BLAS starts a thread, with its buffers, per count it is given: never more than there are cores.
+int blasThreads(size_t count) { return static_cast<int>(std::min(count, hardwareThreads())); }
 size_t gOpenRegions = 0;  // parallel regions open in the process, under gBlasMutex
 }  // namespace
 
@@ -29,7 +31,7 @@ void setNumThreads(size_t count) {
     if (count < 1 || count > kMaxThreads) throw hostError("threadCount", std::to_string(kMaxThreads));
     gThreads = count;
     std::lock_guard<std::mutex> lock(gBlasMutex);
-    if (gOpenRegions == 0) openblas_set_num_threads(static_cast<int>(count));
+    if (gOpenRegions == 0) openblas_set_num_threads(blasThreads(count));
 }
 
 size_t numThreads() { return gThreads.load(); }
@@ -71,7 +73,7 @@ void setNumThreads(bool leaving, size_t) {
     if (!leaving) {
         if (vlhost::gOpenRegions++ == 0) openblas_set_num_threads(1);
     } else if (vlhost::gOpenRegions > 0 && --vlhost::gOpenRegions == 0) {
-        openblas_set_num_threads(static_cast<int>(vlhost::numThreads()));
+        openblas_set_num_threads(vlhost::blasThreads(vlhost::numThreads()));
     }
 }
 

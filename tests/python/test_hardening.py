@@ -1,6 +1,9 @@
 """Hostile arguments: sizes that overflow, counts out of range, text NumPy cannot encode,
 inputs that must come back untouched. Each refusal is an identifier, never a crash."""
 import hashlib
+import os
+import subprocess
+import sys
 import traceback
 
 import numpy as np
@@ -64,6 +67,31 @@ def test_thread_count_at_the_bound_computes_the_same(threads):
     assert vm.conv2(x, x[:9, :9], "same").tobytes() == one.tobytes()
     with pytest.raises(TypeError):
         vm.set_num_threads(1.5)
+
+
+def in_fresh_interpreter(code):
+    """Runs code after `import vlmathdsp as vm` in a new interpreter; its exit code and output."""
+    package = os.path.dirname(os.path.dirname(vm.__file__))
+    script = f"import sys; sys.path.insert(0, {package!r})\nimport numpy as np, vlmathdsp as vm\n{code}"
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=120)
+    return done.returncode, done.stdout.strip()
+
+
+def test_the_largest_thread_count_starts_no_more_threads_than_cores():
+    code, out = in_fresh_interpreter(
+        "import os\nvm.set_num_threads(vm.MAX_THREADS)\nvm.conv2(np.ones((300, 300)), np.ones((40, 40)))\n"
+        "print(len(os.listdir('/proc/self/task')))")
+    assert code == 0 and int(out) <= 8 + 2 * os.cpu_count()
+
+
+@pytest.mark.skipif("asan" in os.environ.get("LD_PRELOAD", ""), reason="the sanitizer keeps its own address space")
+def test_transforms_short_of_memory_answer_with_an_identifier():
+    # The output fits under the ceiling, the transform library's own tables would not: this once
+    # ended the process inside the library's allocator.
+    code, out = in_fresh_interpreter(
+        "import resource\nresource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))\n"
+        "try:\n    vm.fft(np.ones(1), 2**27); print('result')\nexcept vm.Error as e:\n    print(e.identifier)")
+    assert (code, out) in ((0, "VELTRA:nomem"), (0, "result"))
 
 
 def test_slot_and_output_counts_are_checked_before_anything_is_made(no_leaks):

@@ -5,6 +5,7 @@
 
 #include "fourier/fft_common.hpp"
 #include "fourier/resize.hpp"
+#include "module/checked_size.hpp"
 #include "module/entries.hpp"
 
 namespace vlmathdsp {
@@ -91,6 +92,9 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
     OwnedArray output, source;
     const vxArray* from = xWork.get();
     if (len != n) {
+        // dim0 comes from an argument: room for the longer shape is asked of the host first, whose
+        // refusal is its out-of-memory error.
+        if (dim0 >= nd) vxFree(vxMalloc(mulSizes(addSizes(dim0, 1), sizeof(size_t))));
         std::vector<size_t> outDims(dims, dims + nd);
         if (outDims.size() < dim0 + 1) outDims.resize(dim0 + 1, 1);
         outDims[dim0] = n;

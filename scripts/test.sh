@@ -27,7 +27,7 @@ if [ "$mode" != --no-sanitize ]; then
   step "C++ tests, sanitized"
   (cd build-asan && ctest -j"$(nproc)" --output-on-failure)
   step "Python tests, sanitized"
-  VLMATHDSP_PACKAGE_PATH="$PWD/build-asan/python" sanitized /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/python
+  VLMATHDSP_PACKAGE_PATH="$PWD/build-asan/python" sanitized /usr/bin/python3 -m pytest -q -p no:cacheprovider --capture=sys tests/python
   step "fuzz, sanitized"
   sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --cases 2000 --seed 2
 fi

@@ -34,8 +34,13 @@ class Worker:
         self.proc.stdin.flush()
 
     def last_words(self):
+        """A sanitizer's report from its first line, or else the end of what the worker said."""
         self.log.seek(0)
-        return self.log.read().decode("utf-8", "replace")[-1500:]
+        said = self.log.read().decode("utf-8", "replace")
+        for mark in ("ERROR: AddressSanitizer", "runtime error:"):
+            if mark in said:
+                return said[said.index(mark):][:1500]
+        return said[-1500:]
 
     def stop(self):
         if self.proc.poll() is None:
@@ -97,7 +102,9 @@ def show(args, env):
     print(f"case {args.show}: {target}, nargout={nargout}, threads={threads}")
     for a in call_args:
         print("  ", type(a).__name__, getattr(a, "dtype", ""), getattr(a, "shape", ""), repr(a)[:200])
-    print(worker.run(args.seed, args.show, cases.targets()))
+    all_targets = cases.targets()
+    worker.limit_memory()
+    print(worker.run(args.seed, args.show, all_targets))
 
 
 def main():
@@ -108,9 +115,12 @@ def main():
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 2)
     parser.add_argument("--timeout", type=float, default=60.0)
     parser.add_argument("--package", default=os.path.join(ROOT, "build", "python"))
+    parser.add_argument("--memory", type=int, default=1024, help="MiB one result may take in a worker")
     parser.add_argument("--show", type=int, help="print and run one case in this process")
     args = parser.parse_args()
-    env = dict(os.environ, PYTHONPATH=os.path.abspath(args.package))
+    env = dict(os.environ, PYTHONPATH=os.path.abspath(args.package), VLMATHDSP_FUZZ_MEMORY_MB=str(args.memory))
+    if "ASAN_OPTIONS" in env:  # the last setting of a flag holds
+        env["ASAN_OPTIONS"] += f":max_allocation_size_mb={args.memory}"
     if args.show is not None:
         return show(args, env)
     start = time.monotonic()

@@ -18,9 +18,16 @@ import cases
 import vlmathdsp as vm
 from vlmathdsp import _vlmathdsp as core
 
-# A memory ceiling, so that a size the host takes turns into its out-of-memory error instead of
-# the machine's; sanitizer runs set theirs through ASAN_OPTIONS.
-LIMIT_BYTES = 6 << 30
+def limit_memory():
+    """A ceiling on what a case may take, so that a size the host takes is its out-of-memory error
+    instead of the machine's, and no case is minutes of legitimate work: room for a result of the
+    budget, its rerun and their work. Sanitizer runs set theirs through ASAN_OPTIONS."""
+    if "asan" in os.environ.get("LD_PRELOAD", ""):
+        return
+    budget = int(os.environ.get("VLMATHDSP_FUZZ_MEMORY_MB", "1024")) << 20
+    status = dict(line.split(":", 1) for line in open("/proc/self/status"))
+    now = int(status["VmSize"].split()[0]) << 10
+    resource.setrlimit(resource.RLIMIT_AS, (now + 4 * budget, now + 4 * budget))
 
 
 def digest(value, h=None):
@@ -96,9 +103,8 @@ def run(seed, index, all_targets):
 
 def main():
     seed = int(sys.argv[1])
-    if "asan" not in os.environ.get("LD_PRELOAD", ""):
-        resource.setrlimit(resource.RLIMIT_AS, (LIMIT_BYTES, LIMIT_BYTES))
     all_targets = cases.targets()
+    limit_memory()
     np.seterr(all="ignore")
     for line in sys.stdin:
         report = run(seed, int(line), all_targets)

@@ -34,10 +34,12 @@ def no_leaks():
     lambda: vm.ifft(np.ones((1, 300), bool), 2**62, 4),
     lambda: vm.fftn(np.ones(3), [1, 2**62, 4]),
     lambda: vm.fft(np.zeros((0, 3)), 2**62),
+    lambda: vm.fft(np.ones(2), 3, 2**40),
+    lambda: vm.ifft(np.ones(2), 3, 2**45),
     lambda: vm.conv2(np.zeros((0, 2**59)), np.ones((32, 1))),
     lambda: vm.conv2(np.ones((32, 1)), np.ones(4), np.zeros((0, 2**59))),
     lambda: vm.filter(np.ones(33), 1.0, np.zeros((0, 2**62), bool), nargout=2),
-], ids=["fftn", "ifftn", "ifft", "fftn-wraps-to-0", "fft-empty", "conv2", "conv2-separable", "filter-zf"])
+], ids=["fftn", "ifftn", "ifft", "fftn-wraps-to-0", "fft-empty", "fft-dim", "ifft-dim", "conv2", "conv2-separable", "filter-zf"])
 def test_sizes_that_overflow_are_refused(call, no_leaks):
     with pytest.raises(vm.Error) as info:
         call()

@@ -179,6 +179,17 @@ HostArray* objectArray(std::vector<size_t> dims, vxClassID id, Kind kind, size_t
     return untracked(makeHandle(std::move(dims), id, kind, 0, block));
 }
 
+// A cell or struct that takes its children over from the caller.
+HostArray* adopting(const std::vector<size_t>& d, vxClassID id, Kind kind, const std::vector<vxArray*>& kids,
+                    std::unique_ptr<Children> extra) {
+    extra->arrays = kids;
+    for (vxArray* k : kids)
+        if (k) CallFrame::unlink(host(k));
+    HostArray* a = objectArray(d, id, kind, kids.size(), std::move(extra));
+    if (!kids.empty()) std::memcpy(a->data, kids.data(), kids.size() * sizeof(vxArray*));
+    return a;
+}
+
 }  // namespace
 
 vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex) {
@@ -257,13 +268,7 @@ vxArray* createCell(const std::vector<size_t>& dims, const std::vector<vxArray*>
         std::vector<size_t> d = dims;
         normalizeDims(d);
         if (numel(d) != kids.size()) throw std::invalid_argument("cell: children do not fill the shape");
-        auto extra = std::make_unique<Children>();
-        extra->arrays = kids;
-        for (vxArray* k : kids)
-            if (k) CallFrame::unlink(host(k));
-        HostArray* a = objectArray(d, VX_CELL_CLASS, Kind::Cell, kids.size(), std::move(extra));
-        if (!kids.empty()) std::memcpy(a->data, kids.data(), kids.size() * sizeof(vxArray*));
-        return a;
+        return adopting(d, VX_CELL_CLASS, Kind::Cell, kids, std::make_unique<Children>());
     });
 }
 
@@ -276,13 +281,8 @@ vxArray* createStruct(const std::vector<size_t>& dims, const std::vector<std::st
         if (__builtin_mul_overflow(numel(d), fields.size(), &slots) || slots != values.size())
             throw std::invalid_argument("struct: values do not fill the fields");
         auto extra = std::make_unique<Children>();
-        extra->arrays = values;
         extra->fieldNames = fields;
-        for (vxArray* k : values)
-            if (k) CallFrame::unlink(host(k));
-        HostArray* a = objectArray(d, VX_STRUCT_CLASS, Kind::Struct, values.size(), std::move(extra));
-        if (!values.empty()) std::memcpy(a->data, values.data(), values.size() * sizeof(vxArray*));
-        return a;
+        return adopting(d, VX_STRUCT_CLASS, Kind::Struct, values, std::move(extra));
     });
 }
 

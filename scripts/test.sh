@@ -19,7 +19,7 @@ if [ "$mode" != --sanitize ]; then
   step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
   step "fuzz"
-  /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 5000 --seed 1
+  /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
 fi
 if [ "$mode" != --no-sanitize ]; then
   step "sanitizer build"
@@ -29,6 +29,6 @@ if [ "$mode" != --no-sanitize ]; then
   step "Python tests, sanitized"
   VLMATHDSP_PACKAGE_PATH="$PWD/build-asan/python" sanitized /usr/bin/python3 -m pytest -q -p no:cacheprovider --capture=sys tests/python
   step "fuzz, sanitized"
-  sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --cases 2000 --seed 2
+  sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --cases 20000 --seed 2
 fi
 step "done"

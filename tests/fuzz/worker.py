@@ -30,6 +30,14 @@ def limit_memory():
     resource.setrlimit(resource.RLIMIT_AS, (now + 4 * budget, now + 4 * budget))
 
 
+def raw_bytes(x):
+    """The bytes of an array in memory order; without a copy when contiguous, as results are."""
+    for view in (x, x.T):
+        if view.flags.c_contiguous:
+            return memoryview(view.reshape(-1).view(np.uint8))
+    return x.tobytes(order="A")
+
+
 def digest(value, h=None):
     """A hash of a value's kind, shape and bytes, through tuples and sparse matrices."""
     top = h is None
@@ -39,7 +47,7 @@ def digest(value, h=None):
             digest(v, h)
     elif isinstance(value, np.ndarray):
         h.update(repr((value.dtype.str, value.shape, value.strides, value.flags.writeable)).encode())
-        h.update(repr(value.tolist()).encode() if value.dtype == object else value.tobytes(order="A"))
+        h.update(repr(value.tolist()).encode() if value.dtype == object else raw_bytes(value))
     elif sp.issparse(value):
         for part in (value.data, value.indices if hasattr(value, "indices") else value.row,
                      value.indptr if hasattr(value, "indptr") else value.col):

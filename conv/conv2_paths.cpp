@@ -1,15 +1,15 @@
 // The two-input paths, instantiated for the sixteen pairs of element types.
 #include "conv/conv2_paths.hpp"
 
-#include "conv/dispatch.hpp"
 #include "conv/parallel/wrappers.hpp"
+#include "module/argument_helpers.hpp"
 
 namespace vfl_conv {
 
 void runConv2Path(ConvPath path, vxArray* result, const ConvWindow& w, const vxArray* first, size_t m1, size_t n1,
                   const vxArray* second, size_t m2, size_t n2, bool keepZeros) {
     const ConvFlags flags{static_cast<uint8_t>(keepZeros), 1};
-    withElementTypes(first, second, [&](auto a, auto b) {
+    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
         using TFirst = typename decltype(a)::type;
         using TSecond = typename decltype(b)::type;
         using Out = OutputOf<TFirst, TSecond>;

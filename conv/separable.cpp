@@ -1,9 +1,8 @@
 // The separable form of conv2: classes, the widened result and its shrink, and the choice of
 // each pass's vector side.
-#include "conv/separable.hpp"
-
 #include "conv/conv2_paths.hpp"
-#include "conv/dispatch.hpp"
+#include "conv/parallel/separable.hpp"
+#include "module/argument_helpers.hpp"
 #include "module/owned_array.hpp"
 
 namespace vfl_conv {
@@ -17,7 +16,7 @@ using vlmathdsp::OwnedArray;
 constexpr size_t kShortRun = kAxpyShortRun;
 
 template <class TV, class TC>
-void runSeparable(const vxArray* a, const vxArray* b, const vxArray* C, vxArray* Y, const ConvWindow& w) {
+void separableOf(const vxArray* a, const vxArray* b, const vxArray* C, vxArray* Y, const ConvWindow& w) {
     SeparableProblem<TV, TC> p{};
     p.a = static_cast<const TV*>(a->data);
     p.b = static_cast<const TV*>(b->data);
@@ -42,7 +41,7 @@ void runSeparable(const vxArray* a, const vxArray* b, const vxArray* C, vxArray*
     const bool finiteB = !p.longCols && colRun > kShortRun ? vlmathdsp::allFinite(b) : true;
     p.firstFlags = {uint8_t(p.longRows ? !finiteC : !finiteA), 1};
     p.secondFlags = {uint8_t(p.longCols ? !(finiteC && finiteA) : !finiteB), 1};
-    p.run(SeparableForm::InPlace);
+    parallel::runSeparable(p);
 }
 
 }  // namespace
@@ -80,13 +79,13 @@ vxArray* separableConv2(const vxArray* a0, const vxArray* b0, const vxArray* C0,
         // The window the passes compute is the one asked for; widening only makes room.
         ConvWindow passes = w;
         if (widened) passes.outCols = keptCols, passes.colEnd = passes.colStart - 1 + keptCols;
-        withElementType(a.get(), [&](auto v) {
-            withElementType(C.get(), [&](auto c) {
+        vlmathdsp::withElementType(a.get(), [&](auto v) {
+            vlmathdsp::withElementType(C.get(), [&](auto c) {
                 using TV = typename decltype(v)::type;
                 using TC = typename decltype(c)::type;
                 if constexpr (IsComplex<TV>::value == IsComplex<TC>::value &&
                               !(std::is_same_v<Real<TV>, double> && std::is_same_v<Real<TC>, float>))
-                    runSeparable<TV, TC>(a.get(), b.get(), C.get(), Y, passes);
+                    separableOf<TV, TC>(a.get(), b.get(), C.get(), Y, passes);
             });
         });
     }

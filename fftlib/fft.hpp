@@ -44,7 +44,9 @@ struct FftwTypes<float> {
 template <class T>
 using PlanOf = typename FftwTypes<T>::plan;
 
-// kind 0 real to complex, 1 complex to real, 2 complex to complex.
+// The transform kinds: the integer template argument of the transforms and of their caches.
+enum FftKind : int { kRealToComplex = 0, kComplexToReal = 1, kComplexToComplex = 2 };
+
 template <class T, int kind>
 class fftwPlanCacheInterface {
 public:
@@ -54,9 +56,9 @@ public:
 };
 
 template <class T, int kind>
-using InOf = std::conditional_t<kind == 0, T, std::complex<T>>;
+using InOf = std::conditional_t<kind == kRealToComplex, T, std::complex<T>>;
 template <class T, int kind>
-using OutOf = std::conditional_t<kind == 1, T, std::complex<T>>;
+using OutOf = std::conditional_t<kind == kComplexToReal, T, std::complex<T>>;
 
 // howMany transforms of length n; a sample of a sequence stands at s + stride * (k + len * o),
 // with len = inLen in the input and n in the output. Pads or truncates from inLen to n, scales

@@ -3,10 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/partitioner.h>
-#include <oneapi/tbb/task_group.h>
-
+#include "common/parallel_range.hpp"
 #include "filter/divide.hpp"
 #include "filter/iir.hpp"
 #include "module/argument_helpers.hpp"
@@ -31,17 +28,6 @@ struct Layout {
     OwnedArray xWork;   // the filtered dimension first
     size_t L, nCols;
 };
-
-template <class Body>
-void runRange(bool parallel, i64 end, i64 grain, const Body& body) {
-    if (end <= 0) return;
-    if (!parallel) {
-        body(tbb::blocked_range<i64>(0, end));
-        return;
-    }
-    tbb::task_group_context context;
-    tbb::parallel_for(tbb::blocked_range<i64>(0, end, std::max<i64>(grain, 1)), body, tbb::auto_partitioner(), context);
-}
 
 bool columnsParallel(size_t nCols, size_t L) {
     return nCols >= kParallelColumns && L >= kParallelColumnLength && nCols * L >= kParallelSamples;
@@ -158,15 +144,15 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
             const vfl_filter::mapCol1FIR<T, vfl_filter::vlFilterFIR> body{
                 nb, bData, L, xData, order, ziData, L, yData, {}, bC, xC, ziC, yC};
             const i64 threads = i64(services::threading::getNumComputationalThreads());
-            runRange(l.L >= kChunkedColumnMin, L, L / std::max<i64>(threads, 1), body);
+            vlcommon::runRange(l.L >= kChunkedColumnMin, i64(0), L, L / std::max<i64>(threads, 1), body);
         } else if (Fir) {
             const vfl_filter::mapColsFIR<T, vfl_filter::vlFilterFIR> body{
                 nb, bData, L, xData, order, ziData, L, yData, i64(ziStride), {}, bC, xC, ziC, yC};
-            runRange(colsParallel, nCols, 1, body);
+            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
         } else {
             const vfl_filter::mapColsIIR<T> body{na, aData, nb, bData, L, xData, order, ziData, yData, i64(ziStride),
                                                  {}, aC, bC, xC, ziC, yC};
-            runRange(colsParallel, nCols, 1, body);
+            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
         }
     }
 
@@ -184,15 +170,15 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
             if (Fir && nCols == 1) {
                 const vfl_filter::mapCol1FIR<T, vfl_filter::vlFilterFIR_FC> body{
                     nb, bData, L, xData, order, ziData, order, zfData, {}, bC, xC, ziC, yC};
-                runRange(size_t(order) >= kChunkedColumnMin, order, 1, body);
+                vlcommon::runRange(size_t(order) >= kChunkedColumnMin, i64(0), order, i64(1), body);
             } else if (Fir) {
                 const vfl_filter::mapColsFIR<T, vfl_filter::vlFilterFIR_FC> body{
                     nb, bData, L, xData, order, ziData, order, zfData, i64(ziStride), {}, bC, xC, ziC, yC};
-                runRange(colsParallel, nCols, 1, body);
+                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
             } else {
                 const vfl_filter::mapColsIIR_FC<T> body{na, aData, nb, bData, L, xData, yData, order, ziData, zfData,
                                                         i64(ziStride), {}, aC, bC, xC, yC, ziC, yC};
-                runRange(colsParallel, nCols, 1, body);
+                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
             }
         }
     }
@@ -236,13 +222,11 @@ void filterEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     OwnedArray args[4];
     for (int i = 0; i < converted; ++i) args[i] = OwnedArray::converted(vxMustBe(prhs[i], workClass), prhs[i]);
     const bool fir = vxIsScalar(args[1].get());
-    if (workClass == VX_SINGLE_CLASS) {
-        if (fir) filterBody<float, true>(nlhs, plhs, nrhs, prhs, args, workClass);
-        else filterBody<float, false>(nlhs, plhs, nrhs, prhs, args, workClass);
-    } else {
-        if (fir) filterBody<double, true>(nlhs, plhs, nrhs, prhs, args, workClass);
-        else filterBody<double, false>(nlhs, plhs, nrhs, prhs, args, workClass);
-    }
+    vlcommon::withRealType(workClass == VX_SINGLE_CLASS, [&](auto type) {
+        using T = typename decltype(type)::type;
+        if (fir) filterBody<T, true>(nlhs, plhs, nrhs, prhs, args, workClass);
+        else filterBody<T, false>(nlhs, plhs, nrhs, prhs, args, workClass);
+    });
 }
 
 }  // namespace vlmathdsp

@@ -2,57 +2,25 @@
 // of coefficients v, each real or complex (complex data interleaved, an index i at 2 i).
 #pragma once
 
+#include <complex>
 #include <cstddef>
+
+#include "common/exact_arith.hpp"
 
 namespace vfl_filter {
 
 // Updates longer than this take the long form; shorter ones, and zero samples, stay inline.
 constexpr size_t kInlineUpdateMax = 16;
 
-// The long forms have the semantics of BLAS's axpy: a zero scale returns at once. They are the
-// library's own loops, one rounding per product and per sum, so that an update gives the same
-// bits in either form and a result never depends on where a column was cut into chunks.
+// The long forms are BLAS's axpy in two roundings (vlcommon::axpyAsBlas), so that an update
+// gives the same bits in either form and a result never depends on where a column was cut.
 template <class T>
-inline void axpyForm(size_t n, T alpha, const T* x, ptrdiff_t incx, T* y, ptrdiff_t incy) {
-    if (alpha == T(0)) return;
-    if (incx == 1 && incy == 1) {
-        for (size_t i = 0; i < n; ++i) y[i] += alpha * x[i];
-        return;
-    }
-    for (size_t i = 0; i < n; ++i) y[ptrdiff_t(i) * incy] += alpha * x[ptrdiff_t(i) * incx];
+inline std::complex<T>* asComplex(T* p) {
+    return reinterpret_cast<std::complex<T>*>(p);
 }
-
-// Complex y and alpha, interleaved, and complex x: y += alpha * x.
 template <class T>
-inline void complexAxpyForm(size_t n, const T* alpha, const T* x, T* y) {
-    const T ar = alpha[0], ai = alpha[1];
-    if (ar == T(0) && ai == T(0)) return;
-    for (size_t i = 0; i < n; ++i) {
-        const T xr = x[2 * i], xi = x[2 * i + 1];
-        y[2 * i] += ar * xr + (-ai) * xi;  // ar xr - ai xi, rounded alike
-        y[2 * i + 1] += ar * xi + ai * xr;
-    }
-}
-
-// Complex y and alpha, real x: y[i * incy] += alpha * x[i * incx], strides in elements of each
-// vector's own type.
-template <class T>
-inline void mixedAxpy(T* y, ptrdiff_t incy, const T* x, ptrdiff_t incx, const T* alpha, size_t n) {
-    const T ar = alpha[0], ai = alpha[1];
-    if ((incy == 1 && incx == 1) || (incy == -1 && incx == -1)) {
-        const ptrdiff_t step = incy;
-        for (size_t i = 0; i < n; ++i) {
-            const T v = x[ptrdiff_t(i) * step];
-            y[2 * ptrdiff_t(i) * step] += ar * v;
-            y[2 * ptrdiff_t(i) * step + 1] += ai * v;
-        }
-        return;
-    }
-    for (size_t i = 0; i < n; ++i) {
-        const T v = x[ptrdiff_t(i) * incx];
-        y[2 * ptrdiff_t(i) * incy] += ar * v;
-        y[2 * ptrdiff_t(i) * incy + 1] += ai * v;
-    }
+inline const std::complex<T>* asComplex(const T* p) {
+    return reinterpret_cast<const std::complex<T>*>(p);
 }
 
 template <class T>
@@ -69,9 +37,9 @@ inline void updateStep(T* out, bool outCplx, size_t p, const T* s, bool sCplx, c
     const bool longForm = n > kInlineUpdateMax && !sampleIsZero(s, sCplx);
     if (!vCplx && !sCplx) {
         if (outCplx) {  // always the long form, on the real parts
-            axpyForm(n, s[0], v, 1, out + 2 * p, 2);
+            vlcommon::axpyAsBlas(n, s[0], v, 1, out + 2 * p, 2);
         } else if (longForm) {
-            axpyForm(n, s[0], v, 1, out + p, 1);
+            vlcommon::axpyAsBlas(n, s[0], v, 1, out + p, 1);
         } else {
             T* o = out + p;
             const T sv = s[0];
@@ -83,7 +51,7 @@ inline void updateStep(T* out, bool outCplx, size_t p, const T* s, bool sCplx, c
     } else if (!vCplx) {  // real coefficients, complex sample
         T* o = out + 2 * p;
         if (longForm) {
-            mixedAxpy(o, 1, v, 1, s, n);
+            vlcommon::axpyAsBlas(n, *asComplex(s), v, 1, asComplex(o), 1);
         } else {
             const T sr = s[0], si = s[1];
             for (size_t i = 0; i < n; ++i) {
@@ -94,7 +62,7 @@ inline void updateStep(T* out, bool outCplx, size_t p, const T* s, bool sCplx, c
     } else if (!sCplx) {  // complex coefficients, real sample
         T* o = out + 2 * p;
         if (longForm) {
-            axpyForm(2 * n, s[0], v, 1, o, 1);
+            vlcommon::axpyAsBlas(2 * n, s[0], v, 1, o, 1);
         } else {
             const T sv = s[0];
             for (size_t i = 0; i < n; ++i) {
@@ -105,7 +73,7 @@ inline void updateStep(T* out, bool outCplx, size_t p, const T* s, bool sCplx, c
     } else {
         T* o = out + 2 * p;
         if (longForm) {
-            complexAxpyForm(n, s, v, o);
+            vlcommon::axpyAsBlas(n, *asComplex(s), asComplex(v), 1, asComplex(o), 1);
         } else {
             const T sr = s[0], si = s[1];
             for (size_t i = 0; i < n; ++i) {

@@ -55,12 +55,11 @@ bool symmetricSequences(const T* data, size_t stride, size_t len, size_t n, size
 
 bool symmetricAlong(const vxArray* x, size_t stride, size_t len, size_t n) {
     const size_t outer = len == 0 ? 0 : x->get_number_of_elements() / (stride * len);
-    const bool complex = vxIsComplexFlags(x);
-    if (classOf(x) == VX_SINGLE_CLASS)
-        return complex ? symmetricSequences<float, true>(static_cast<const float*>(x->data), stride, len, n, outer)
-                       : symmetricSequences<float, false>(static_cast<const float*>(x->data), stride, len, n, outer);
-    return complex ? symmetricSequences<double, true>(static_cast<const double*>(x->data), stride, len, n, outer)
-                   : symmetricSequences<double, false>(static_cast<const double*>(x->data), stride, len, n, outer);
+    return withElementType(x, [&](auto type) {
+        using E = typename decltype(type)::type;
+        using T = vlcommon::Real<E>;
+        return symmetricSequences<T, vlcommon::IsComplex<E>::value>(static_cast<const T*>(x->data), stride, len, n, outer);
+    });
 }
 
 void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
@@ -82,11 +81,12 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
         return;
     }
     const bool complexX = vxIsComplexFlags(xWork.get());
-    int kind;
-    if (!inverse) kind = complexX ? 2 : 0;
-    else if (vxIsEmpty(xWork.get())) kind = 2;
-    else if (symmetricOption) kind = 1;
-    else kind = symmetricAlong(xWork.get(), stride, len, n) ? 1 : 2;
+    using namespace vfl_fft;
+    FftKind kind;
+    if (!inverse) kind = complexX ? kComplexToComplex : kRealToComplex;
+    else if (vxIsEmpty(xWork.get())) kind = kComplexToComplex;
+    else if (symmetricOption || symmetricAlong(xWork.get(), stride, len, n)) kind = kComplexToReal;
+    else kind = kComplexToComplex;
 
     const vxClassID id = classOf(xWork.get());
     OwnedArray output, source;
@@ -102,7 +102,7 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
             OwnedArray resized(vfl_fft::resizeArray(xWork.get(), outDims, std::min(dim0 + 1, nd),
                                                     std::min(len, n) * stride, true, false));
             len = n;
-            if (kind == 2) {
+            if (kind == kComplexToComplex) {
                 output = std::move(resized);
                 from = output.get();
             } else {
@@ -111,13 +111,13 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
                 output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, vxREAL));
             }
         } else {
-            output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, kind == 1 ? vxREAL : vxCOMPLEX));
+            output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, kind == kComplexToReal ? vxREAL : vxCOMPLEX));
         }
-    } else if (inverse && !vxIsEmpty(xWork.get()) && (kind == 1 || !complexX)) {
+    } else if (inverse && !vxIsEmpty(xWork.get()) && (kind == kComplexToReal || !complexX)) {
         std::vector<size_t> d(dims, dims + nd);
-        if (kind == 1 && complexX) {
+        if (kind == kComplexToReal && complexX) {
             output = OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxREAL));
-        } else if (kind == 1) {
+        } else if (kind == kComplexToReal) {
             vxArray* real = xWork.get();
             source = OwnedArray(vxMustBeComplex(1, &real));
             from = source.get();

@@ -37,8 +37,8 @@ inline vlmathdsp::OwnedArray workingInput(const vxArray* x) {
     return OwnedArray::converted(matrix::detail::noninlined::vx_array_api::vxMustBe(x, VX_DOUBLE_CLASS), x);
 }
 
-// One pass of veltraFFT1D of kind 0, 1 or 2 from source to output, in the scope's cache.
-void runPass(int kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
+// One pass of veltraFFT1D of the kind from source to output, in the scope's cache.
+void runPass(FftKind kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
              uint64_t howMany, int sign);
 
 }  // namespace vfl_fft

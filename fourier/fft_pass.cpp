@@ -18,20 +18,16 @@ void pass(const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, u
     });
 }
 
-template <class T>
-void passOf(int kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
-            uint64_t howMany, int sign) {
-    if (kind == 0) pass<T, 0>(source, output, stride, n, inLen, howMany, sign);
-    else if (kind == 1) pass<T, 1>(source, output, stride, n, inLen, howMany, sign);
-    else pass<T, 2>(source, output, stride, n, inLen, howMany, sign);
-}
-
 }  // namespace
 
-void runPass(int kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
+void runPass(FftKind kind, const vxArray* source, vxArray* output, uint64_t stride, uint64_t n, uint64_t inLen,
              uint64_t howMany, int sign) {
-    if (vlmathdsp::classOf(output) == VX_SINGLE_CLASS) passOf<float>(kind, source, output, stride, n, inLen, howMany, sign);
-    else passOf<double>(kind, source, output, stride, n, inLen, howMany, sign);
+    vlmathdsp::withRealType(output, [&](auto type) {
+        using T = typename decltype(type)::type;
+        if (kind == kRealToComplex) pass<T, kRealToComplex>(source, output, stride, n, inLen, howMany, sign);
+        else if (kind == kComplexToReal) pass<T, kComplexToReal>(source, output, stride, n, inLen, howMany, sign);
+        else pass<T, kComplexToComplex>(source, output, stride, n, inLen, howMany, sign);
+    });
 }
 
 }  // namespace vfl_fft

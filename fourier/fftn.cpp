@@ -159,32 +159,32 @@ void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign
                       !(vxIsScalar(output.get()) && !symmetric);
     if (runs) {
         if (inverse && !symmetric)
-            symmetric = classOf(source) == VX_SINGLE_CLASS ? conjugateSymmetric<float>(source, outDims)
-                                                           : conjugateSymmetric<double>(source, outDims);
+            symmetric = withRealType(source, [&](auto type) {
+                return conjugateSymmetric<typename decltype(type)::type>(source, outDims);
+            });
         size_t stride = 1;
         bool usedRealPass = false;
         for (size_t u = 0; u < nOut; ++u) {
             const size_t len = outDims[u];
             if (len == 1 && !symmetric) continue;
-            int kind;
-            if (u == nOut - 1 && symmetric) kind = 1;
-            else if (inverse || usedRealPass || complexX) kind = 2;
-            else kind = 0, usedRealPass = true;
+            vfl_fft::FftKind kind;
+            if (u == nOut - 1 && symmetric) kind = vfl_fft::kComplexToReal;
+            else if (inverse || usedRealPass || complexX) kind = vfl_fft::kComplexToComplex;
+            else kind = vfl_fft::kRealToComplex, usedRealPass = true;
             const size_t N = output->get_number_of_elements();
-            if (kind == 1) {
+            if (kind == vfl_fft::kComplexToReal) {
                 OwnedArray target(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(output.get()), vxREAL));
-                vfl_fft::runPass(1, source, target.get(), stride, len, len, N / len, sign);
+                vfl_fft::runPass(kind, source, target.get(), stride, len, len, N / len, sign);
                 output = std::move(target);
             } else {
-                const size_t inLen = kind == 0 && source == output.get() ? 2 * len : len;
+                const size_t inLen = kind == vfl_fft::kRealToComplex && source == output.get() ? 2 * len : len;
                 vfl_fft::runPass(kind, source, output.get(), stride, len, inLen, N / len, sign);
             }
             source = output.get();
             stride *= len;
         }
         if (!inverse && !vxIsComplexFlags(x) && vxIsComplexFlags(output.get())) {
-            if (classOf(output.get()) == VX_SINGLE_CLASS) mirrorPass<float>(output.get(), outDims);
-            else mirrorPass<double>(output.get(), outDims);
+            withRealType(output.get(), [&](auto type) { mirrorPass<typename decltype(type)::type>(output.get(), outDims); });
         }
     }
     plhs[0] = output.release();

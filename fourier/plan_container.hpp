@@ -45,12 +45,12 @@ private:
 struct fftwPlanContainer {
     fftwPlanContainer();
 
-    localMapCache<double, 0> double0;
-    localMapCache<double, 1> double1;
-    localMapCache<double, 2> double2;
-    localMapCache<float, 0> float0;
-    localMapCache<float, 1> float1;
-    localMapCache<float, 2> float2;
+    localMapCache<double, kRealToComplex> double0;
+    localMapCache<double, kComplexToReal> double1;
+    localMapCache<double, kComplexToComplex> double2;
+    localMapCache<float, kRealToComplex> float0;
+    localMapCache<float, kComplexToReal> float1;
+    localMapCache<float, kComplexToComplex> float2;
     fftwContext context;
     uint64_t defaultThreads;
 

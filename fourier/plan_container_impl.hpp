@@ -3,23 +3,24 @@
 
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "module/exception.hpp"
 
 namespace vfl_fft {
 
-template <>
-inline localMapCache<double, 0>& fftwPlanContainer::cache<double, 0>() { return double0; }
-template <>
-inline localMapCache<double, 1>& fftwPlanContainer::cache<double, 1>() { return double1; }
-template <>
-inline localMapCache<double, 2>& fftwPlanContainer::cache<double, 2>() { return double2; }
-template <>
-inline localMapCache<float, 0>& fftwPlanContainer::cache<float, 0>() { return float0; }
-template <>
-inline localMapCache<float, 1>& fftwPlanContainer::cache<float, 1>() { return float1; }
-template <>
-inline localMapCache<float, 2>& fftwPlanContainer::cache<float, 2>() { return float2; }
+template <class T, int kind>
+localMapCache<T, kind>& fftwPlanContainer::cache() {
+    if constexpr (std::is_same_v<T, float>) {
+        if constexpr (kind == kRealToComplex) return float0;
+        else if constexpr (kind == kComplexToReal) return float1;
+        else return float2;
+    } else {
+        if constexpr (kind == kRealToComplex) return double0;
+        else if constexpr (kind == kComplexToReal) return double1;
+        else return double2;
+    }
+}
 
 template <class Run>
 void translatingFailures(Run&& run) {

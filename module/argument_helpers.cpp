@@ -37,6 +37,13 @@ bool finiteRun(const T* p, size_t count, Bits magnitude, Bits infinity) {
     return true;
 }
 
+bool finite(const float* p, size_t count) { return finiteRun(p, count, uint32_t(0x7fffffffu), uint32_t(0x7f800000u)); }
+
+// For double the upper 32 bits decide: masked with 0x7fffffff, at least 0x7ff00000.
+bool finite(const double* p, size_t count) {
+    return finiteRun(p, count, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
+}
+
 template <class T>
 size_t nonZeros(const T* p, size_t count, bool complex) {
     size_t n = 0;
@@ -52,18 +59,19 @@ size_t nonZeros(const T* p, size_t count, bool complex) {
 
 bool allFinite(const vxArray* a) {
     const size_t count = a->get_number_of_elements() * (vxIsComplexFlags(a) ? 2 : 1);
-    if (classOf(a) == VX_SINGLE_CLASS)
-        return finiteRun(static_cast<const float*>(a->data), count, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
-    // For double the upper 32 bits decide: masked with 0x7fffffff, at least 0x7ff00000.
-    return finiteRun(static_cast<const double*>(a->data), count, uint64_t(0x7fffffff00000000ull),
-                     uint64_t(0x7ff0000000000000ull));
+    return withRealType(a, [&](auto type) {
+        using T = typename decltype(type)::type;
+        return finite(static_cast<const T*>(a->data), count);
+    });
 }
 
 float nonZeroDensity(const vxArray* a) {
     const size_t count = a->get_number_of_elements();
     const bool complex = vxIsComplexFlags(a);
-    const size_t n = classOf(a) == VX_SINGLE_CLASS ? nonZeros(static_cast<const float*>(a->data), count, complex)
-                                                   : nonZeros(static_cast<const double*>(a->data), count, complex);
+    const size_t n = withRealType(a, [&](auto type) {
+        using T = typename decltype(type)::type;
+        return nonZeros(static_cast<const T*>(a->data), count, complex);
+    });
     return static_cast<float>(n) / static_cast<float>(count);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/element_type.hpp"
 #include "module/exception.hpp"
 #include "module/host_interface.hpp"
 
@@ -21,6 +22,22 @@ struct TextView {
 // The class of an array, resolved when its class field needs asking.
 inline vxClassID classOf(const vxArray* a) {
     return a->classID > VX_FUNCTION_CLASS ? a->_get_class_id_non_trivial() : static_cast<vxClassID>(a->classID);
+}
+
+// From a single or double array to its element type, once, at the front end: withRealType
+// passes Type<float> or Type<double>; withElementType their complex forms for complex arrays.
+template <class F>
+decltype(auto) withRealType(const vxArray* a, F&& f) {
+    return vlcommon::withRealType(classOf(a) == VX_SINGLE_CLASS, std::forward<F>(f));
+}
+template <class F>
+decltype(auto) withElementType(const vxArray* a, F&& f) {
+    return vlcommon::withElementType(classOf(a) == VX_SINGLE_CLASS, vxIsComplexFlags(a), std::forward<F>(f));
+}
+// f(Type<First>{}, Type<Second>{}): the sixteen pairs.
+template <class F>
+decltype(auto) withElementTypes(const vxArray* first, const vxArray* second, F&& f) {
+    return withElementType(first, [&](auto a) { return withElementType(second, [&](auto b) { return f(a, b); }); });
 }
 
 // Reads a text option: a char row (or 0-by-0), or a string scalar. BadOption is the family's

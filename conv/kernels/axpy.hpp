@@ -13,23 +13,6 @@ constexpr size_t kAxpyShortRun = 16;
 
 namespace detail {
 
-template <class Y, class X, class T>
-inline void axpyStrided(Y* y, ptrdiff_t incY, const X* x, ptrdiff_t incX, const T& tap, size_t n) {
-    size_t i = 0;
-    for (; i + 4 <= n; i += 4) {
-        multiplyAdd(y[ptrdiff_t(i) * incY], tap, x[ptrdiff_t(i) * incX]);
-        multiplyAdd(y[ptrdiff_t(i + 1) * incY], tap, x[ptrdiff_t(i + 1) * incX]);
-        multiplyAdd(y[ptrdiff_t(i + 2) * incY], tap, x[ptrdiff_t(i + 2) * incX]);
-        multiplyAdd(y[ptrdiff_t(i + 3) * incY], tap, x[ptrdiff_t(i + 3) * incX]);
-    }
-    for (; i < n; ++i) multiplyAdd(y[ptrdiff_t(i) * incY], tap, x[ptrdiff_t(i) * incX]);
-}
-
-template <class Y, class X, class T>
-inline void axpyContiguous(Y* __restrict y, const X* __restrict x, const T& tap, size_t n) {
-    for (size_t i = 0; i < n; ++i) multiplyAdd(y[i], tap, x[i]);
-}
-
 template <class Y, class X>
 inline void addContiguous(Y* __restrict y, const X* __restrict x, size_t n) {
     for (size_t i = 0; i < n; ++i) y[i] += toPrecision<Real<Y>>(x[i]);
@@ -54,16 +37,16 @@ inline void axpy(const ConvFlags& flags, Y* y, ptrdiff_t incY, const X* x, ptrdi
     if (n > kAxpyShortRun && isExactZero(tap) && !flags.keepZeros) return;
     if (flags.unitStride && incY == 1 && incX == 1) {
         if (detail::overlaps(y, x, n)) {
-            detail::axpyStrided(y, 1, x, 1, tap, n);
+            axpyStrided(y, 1, x, 1, tap, n);
         } else if constexpr (!IsComplex<T>::value && !IsComplex<X>::value) {
             if (n > kAxpyShortRun && tap == T(1)) detail::addContiguous(y, x, n);  // 1 * x is x
-            else detail::axpyContiguous(y, x, tap, n);
+            else axpyContiguous(y, x, tap, n);
         } else {
-            detail::axpyContiguous(y, x, tap, n);
+            axpyContiguous(y, x, tap, n);
         }
         return;
     }
-    detail::axpyStrided(y, incY, x, incX, tap, n);
+    axpyStrided(y, incY, x, incX, tap, n);
 }
 
 }  // namespace vfl_conv

@@ -9,10 +9,8 @@
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/cache_aligned_allocator.h>
 #include <oneapi/tbb/enumerable_thread_specific.h>
-#include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/partitioner.h>
-#include <oneapi/tbb/task_group.h>
 
+#include "common/parallel_range.hpp"
 #include "module/host_interface.hpp"
 
 namespace vfl_conv::parallel::threadlocal {
@@ -23,6 +21,8 @@ struct ThreadSafeBufferServer {
     static void release(void* p) { matrix::detail::noninlined::vx_array_api::vxFreeEx(p); }
 };
 
+// The factory: `server` is a word of the caller's, copied into each workspace for the caller's
+// own use and not read here; `bytes` the size of each thread's buffer.
 template <class Server>
 struct WorkspaceServer {
     uint64_t server;
@@ -73,14 +73,10 @@ struct WorkFunctorWithTLS {
 template <class Server, class Body>
 void launchWithWorkspaces(size_t begin, size_t end, size_t grain, const Body& body, uint64_t server, uint64_t bytes,
                           void* sharedBuffer) {
-    if (end - begin <= grain) {
-        body(tbb::blocked_range<size_t>(begin, end), sharedBuffer);
-        return;
-    }
+    if (end - begin <= grain) return body(tbb::blocked_range<size_t>(begin, end), sharedBuffer);
     WorkspaceContainer<Server> tls(WorkspaceServer<Server>{server, bytes});
-    tbb::task_group_context context;
-    tbb::parallel_for(tbb::blocked_range<size_t>(begin, end, grain), WorkFunctorWithTLS<Server, Body>{body, tls, sharedBuffer},
-                      tbb::auto_partitioner(), context);
+    vlcommon::runRange(true, tbb::blocked_range<size_t>(begin, end, grain),
+                       WorkFunctorWithTLS<Server, Body>{body, tls, sharedBuffer});
 }
 
 }  // namespace vfl_conv::parallel::threadlocal

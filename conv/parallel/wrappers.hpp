@@ -6,10 +6,8 @@
 
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/blocked_range2d.h>
-#include <oneapi/tbb/parallel_for.h>
-#include <oneapi/tbb/partitioner.h>
-#include <oneapi/tbb/task_group.h>
 
+#include "common/parallel_range.hpp"
 #include "conv/kernels/conv_op.hpp"
 #include "conv/kernels/walk2d.hpp"
 #include "conv/parallel/limits.hpp"
@@ -47,13 +45,10 @@ void runConv1D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t be
     out += ptrdiff_t(b - begin) * outStride;
     const ParWrapper1D<TFirst, TSecond, Kind> body{out, outStride, first, n1, s1, second, n2, s2, &flags, b};
     const Limits1D limits = limits1D(Kind, kSingleFamily<TFirst, TSecond>, kAnyComplex<TFirst, TSecond>, e - b);
-    if (e - b <= limits.serial) {
-        body(tbb::blocked_range<size_t>(b, e));
-        return;
-    }
+    const tbb::blocked_range<size_t> range(b, e, limits.grain);
+    if (e - b <= limits.serial) return body(range);
     vlmathdsp::ComputationalThreadScope scope;
-    tbb::task_group_context context;
-    tbb::parallel_for(tbb::blocked_range<size_t>(b, e, limits.grain), body, tbb::auto_partitioner(), context);
+    vlcommon::runRange(true, range, body);
 }
 
 // Two-dimensional blocks; Walk is the dense plan walk or the sparse walk.
@@ -80,11 +75,6 @@ struct ParWrapper2D {
     }
 };
 
-template <class TFirst, class TSecond>
-using ParWrapper2DWithPlans = ParWrapper2D<TFirst, TSecond, false>;
-template <class TFirst, class TSecond>
-using SparseParWrapper2D = ParWrapper2D<TFirst, TSecond, true>;
-
 // Adds the window rows [r0, r1) and columns [c0, c1) of the full convolution; out points at
 // the window's first element.
 template <class TFirst, class TSecond, bool Sparse>
@@ -98,13 +88,9 @@ void runConv2D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t ld
     const ParWrapper2D<TFirst, TSecond, Sparse> body{out, ldOut, first, m1, n1, second, m2, n2, &flags, rb, cb};
     const Limits2D limits = limits2D(kSingleFamily<TFirst, TSecond>, kAnyComplex<TFirst, TSecond>, re - rb, ce - cb);
     const tbb::blocked_range2d<size_t, size_t> range(rb, re, limits.rowGrain, cb, ce, limits.colGrain);
-    if (limits.serial) {
-        body(range);
-        return;
-    }
+    if (limits.serial) return body(range);
     vlmathdsp::ComputationalThreadScope scope;
-    tbb::task_group_context context;
-    tbb::parallel_for(range, body, tbb::auto_partitioner(), context);
+    vlcommon::runRange(true, range, body);
 }
 
 }  // namespace vfl_conv::parallel

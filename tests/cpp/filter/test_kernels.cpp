@@ -43,9 +43,8 @@ TEST(UpdateStep, InlineAndLongFormsGiveTheSameBits) {
         EXPECT_EQ(whole, pieces) << "coefficients complex " << vC << ", sample complex " << sC;
     }
     std::vector<double> y(8, 1.0), x{1, 2, 3, 4};
-    const double alpha[2] = {2.0, -1.0};
-    mixedAxpy(y.data() + 6, -1, x.data() + 3, -1, alpha, 4);  // walking backwards
-    EXPECT_EQ(y, (std::vector<double>{3, 0, 5, -1, 7, -2, 9, -3}));
+    vlcommon::axpyAsBlas(4, std::complex<double>(2.0, -1.0), x.data() + 3, -1, asComplex(y.data()) + 3, -1);
+    EXPECT_EQ(y, (std::vector<double>{3, 0, 5, -1, 7, -2, 9, -3})) << "complex y, real x, walking backwards";
 }
 
 TEST(FirKernel, ChunksOfAColumnGiveTheBitsOfTheWholeColumn) {

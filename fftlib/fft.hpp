@@ -28,7 +28,7 @@ struct fftwContext {
 constexpr int32_t kPlannerHybrid = -1;
 constexpr uint64_t kHybridMeasureMax = 1 << 14;
 
-// Cache keys: word 0 is the transform length n; words 1 to 3 are this library's (see fft1d.cpp).
+// Cache keys: word 0 is the transform length n; words 1 to 3 are this library's (see driver.hpp).
 using PlanKey = std::array<uint64_t, 4>;
 
 template <class T>

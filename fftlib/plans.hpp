@@ -34,8 +34,6 @@ struct Fftw<double> {
     static void destroy(plan p) { fftw_destroy_plan(p); }
     static void threads(int n) { fftw_plan_with_nthreads(n); }
     static int alignment(double* p) { return fftw_alignment_of(p); }
-    static void* malloc(size_t n) { return fftw_malloc(n); }
-    static void free(void* p) { fftw_free(p); }
 };
 
 template <>
@@ -60,8 +58,6 @@ struct Fftw<float> {
     static void destroy(plan p) { fftwf_destroy_plan(p); }
     static void threads(int n) { fftwf_plan_with_nthreads(n); }
     static int alignment(float* p) { return fftwf_alignment_of(p); }
-    static void* malloc(size_t n) { return fftwf_malloc(n); }
-    static void free(void* p) { fftwf_free(p); }
 };
 
 }  // namespace vfl_fft

@@ -1,0 +1,199 @@
+// What the three transform drivers share: the job, its cache key, planning, buffers, the one
+// routine that pads or truncates sequences, and the inverse's scaling. Internal to the library.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "common/parallel_range.hpp"
+#include "fftlib/fft.hpp"
+#include "fftlib/plans.hpp"
+
+namespace vfl_fft {
+
+// A plan uses the context's threads for at least `rows` sequences or a length of at least this;
+// smaller transforms run faster on the one thread they are planned for.
+constexpr uint64_t kThreadedLengthMin = 1 << 15;
+// Work over sequences goes parallel from this many elements in all.
+constexpr uint64_t kParallelElements = 1 << 16;
+// Scratch is offset to the address of the array it stands for modulo the widest SIMD alignment.
+constexpr uintptr_t kAlignmentSpan = 64;
+
+// Buffers of the transform library, freed on every path.
+template <class E>
+struct Buffer {
+    E* data = nullptr;
+    explicit Buffer(size_t count) {
+        if (count == 0) return;
+        data = static_cast<E*>(fftw_malloc(count * sizeof(E)));
+        if (!data) throw std::runtime_error("FFTW:nomem");
+    }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+    ~Buffer() {
+        if (data) fftw_free(data);
+    }
+};
+
+inline char* alignedLike(char* scratch, const void* like) {
+    const uintptr_t want = reinterpret_cast<uintptr_t>(like) % kAlignmentSpan;
+    const uintptr_t have = reinterpret_cast<uintptr_t>(scratch) % kAlignmentSpan;
+    return scratch + (want + kAlignmentSpan - have) % kAlignmentSpan;
+}
+
+// Copies `outer` blocks of `stride` interleaved sequences from length inLen to outLen, zero
+// padded or truncated. The one place where lengths change.
+template <class E>
+void restage(const E* in, uint64_t inLen, E* out, uint64_t outLen, uint64_t stride, uint64_t outer) {
+    const uint64_t common = std::min(inLen, outLen);
+    for (uint64_t o = 0; o < outer; ++o) {
+        const E* src = in + stride * inLen * o;
+        E* dst = out + stride * outLen * o;
+        std::memcpy(dst, src, sizeof(E) * stride * common);
+        std::fill(dst + stride * common, dst + stride * outLen, E(0));
+    }
+}
+
+// Cache keys. Word 0 is n, word 1 the stride, word 2 the count of outer blocks. Word 3:
+//   bit 0       the sign is +1 (inverse)
+//   bit 1       in place
+//   bits 2-9    FFTW's alignment of the input, bits 10-17 of the output
+//   bits 18-25  the planner flags, low byte (kPlannerHybrid is 0xff)
+//   bits 26-41  the plan's thread count
+//   bits 42-57  the interleaved sequences one plan runs, when not the stride (0 otherwise)
+//   bit 58      the buffered form of widely strided complex sequences
+// Every call that needs another plan differs in one of these.
+constexpr unsigned kKeySignBit = 0, kKeyInPlaceBit = 1, kKeyAlignInShift = 2, kKeyAlignOutShift = 10,
+                   kKeyFlagsShift = 18, kKeyThreadsShift = 26, kKeyWidthShift = 42, kKeyBufferedBit = 58;
+
+template <class T>
+struct Job {
+    fftwContext context;
+    uint64_t n, stride, outer;
+    int sign;
+    uint64_t width = 0;  // interleaved sequences one plan runs: the stride, or a block of it
+
+    int threads() const {
+        const uint64_t t = outer * stride >= context.rows || n >= kThreadedLengthMin ? context.numThreads : 1;
+        return int(std::max<uint64_t>(t, 1));
+    }
+
+    PlanKey key(bool inPlace, int alignIn, int alignOut) const {
+        const uint64_t word3 = uint64_t(sign > 0) << kKeySignBit | uint64_t(inPlace) << kKeyInPlaceBit |
+                               uint64_t(alignIn & 0xff) << kKeyAlignInShift |
+                               uint64_t(alignOut & 0xff) << kKeyAlignOutShift |
+                               uint64_t(uint8_t(context.plannerFlags)) << kKeyFlagsShift |
+                               uint64_t(threads() & 0xffff) << kKeyThreadsShift | uint64_t(width & 0xffff) << kKeyWidthShift;
+        return {n, stride, outer, word3};
+    }
+
+    // Samples `stride` apart; `stride` interleaved sequences (or `width`); `outer` blocks
+    // inSpan / outSpan apart.
+    void dims(fftw_iodim64& d, fftw_iodim64 how[2], uint64_t inSpan, uint64_t outSpan) const {
+        d = {ptrdiff_t(n), ptrdiff_t(stride), ptrdiff_t(stride)};
+        how[0] = {ptrdiff_t(width ? width : stride), 1, 1};
+        how[1] = {ptrdiff_t(outer), ptrdiff_t(inSpan), ptrdiff_t(outSpan)};
+    }
+};
+
+inline unsigned plannerFlagsFor(int32_t flags, uint64_t n) {
+    if (flags == kPlannerHybrid) return n <= kHybridMeasureMax ? FFTW_MEASURE : FFTW_ESTIMATE;
+    return unsigned(flags);
+}
+
+// FFTW ends the process when one of its own allocations fails. Before it plans a length n (twiddles,
+// buffers, Bluestein's padded sequences: a few n), room for 4n complex values is made sure of.
+template <class T>
+void ensureRoomToPlan(uint64_t n) {
+    constexpr uint64_t kPerLength = 4 * sizeof(std::complex<T>);
+    if (n > SIZE_MAX / kPerLength) throw std::runtime_error("FFTW:nomem");
+    Buffer<char> room(size_t(n * kPerLength));
+}
+
+// A plan, destroyed at the end of the call when the cache did not keep it.
+template <class T>
+struct PlanOwner {
+    PlanOwner(PlanOf<T> p, bool o) : plan(p), owned(o) {}
+    PlanOwner(const PlanOwner&) = delete;
+    PlanOwner& operator=(const PlanOwner&) = delete;
+    ~PlanOwner() {
+        if (owned && plan) Fftw<T>::destroy(plan);
+    }
+    PlanOf<T> plan;
+    bool owned;
+};
+
+// Finds or makes the plan; `make(flags, in, out)` plans on the given arrays. The caller owns the
+// plan when the cache refused it.
+template <class T, int kind, class Make, class In, class Out>
+PlanOwner<T> planFor(fftwPlanCacheInterface<T, kind>* cache, const Job<T>& job, In* in, Out* out, size_t inBytes,
+                     size_t outBytes, Make make, const PlanKey* keyOverride = nullptr) {
+    using F = Fftw<T>;
+    const bool inPlace = static_cast<void*>(in) == static_cast<void*>(out);
+    const int alignIn = F::alignment(reinterpret_cast<T*>(in)), alignOut = F::alignment(reinterpret_cast<T*>(out));
+    const PlanKey key = keyOverride ? *keyOverride : job.key(inPlace, alignIn, alignOut);
+    if (cache)
+        if (PlanOf<T> plan = cache->find(key)) return {plan, false};
+    const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
+    ensureRoomToPlan<T>(job.n);
+    PlanOf<T> plan;
+    F::threads(job.threads());
+    if ((flags & (FFTW_MEASURE | FFTW_PATIENT | FFTW_EXHAUSTIVE)) == 0 && flags != 0) {
+        plan = make(flags, in, out);  // estimating never touches the arrays
+    } else {
+        // Measuring overwrites its arrays: plan on scratch of the same alignment.
+        const size_t bytes = std::max(inBytes, outBytes) + kAlignmentSpan;
+        Buffer<char> scratchIn(bytes), scratchOut(inPlace ? 0 : bytes);
+        char* si = alignedLike(scratchIn.data, in);
+        char* so = inPlace ? si : alignedLike(scratchOut.data, out);
+        plan = make(flags, reinterpret_cast<In*>(si), reinterpret_cast<Out*>(so));
+    }
+    if (!plan) throw std::runtime_error("FFTWAssertionFailure");
+    countPlanMade();
+    const bool kept = cache && cache->insert(key, plan);
+    return {plan, !kept};
+}
+
+// body(q) for each of `count` sequences of length n, in parallel when there is enough work.
+template <class Body>
+void forSequences(uint64_t count, uint64_t n, const Body& body) {
+    vlcommon::forEachIndex(count >= 2 && count * n >= kParallelElements, uint64_t(0), count, uint64_t(1), body);
+}
+
+// The inverse's 1/n, as a division of each of `reals` values, in blocks of kScaleBlock.
+constexpr size_t kScaleBlock = 1 << 14;
+template <class R>
+void scaleBy(R* p, size_t reals, double n) {
+    const R d = R(n);
+    forSequences((reals + kScaleBlock - 1) / kScaleBlock, kScaleBlock, [&](uint64_t b) {
+        const size_t end = std::min(reals, size_t(b + 1) * kScaleBlock);
+        for (size_t i = size_t(b) * kScaleBlock; i < end; ++i) p[i] = p[i] / d;
+    });
+}
+
+// One driver per kind: run(job, cache, in, out, inLen) transforms job.outer blocks, unscaled.
+template <class T, int kind>
+struct Driver;
+
+template <class T, int kind>
+void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, const InOf<T, kind>* in,
+                 OutOf<T, kind>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany, int sign) {
+    if (n == 0 || howMany == 0 || stride == 0) return;
+    fftwApi::getInstance();  // threads and the thread-safe planner before the first plan
+    const Job<T> job{context, n, stride, howMany / stride, sign};
+    Driver<T, kind>::run(job, cache, in, out, inLen);
+    const size_t reals = size_t(stride * n * job.outer) * (kind == kComplexToReal ? 1 : 2);
+    if (sign > 0) scaleBy(reinterpret_cast<T*>(out), reals, double(n));
+}
+
+#define VL_FFT_INSTANCES(kind)                                                                                  \
+    template void veltraFFT1D<float, kind>(fftwContext, fftwPlanCacheInterface<float, kind>*,                \
+                                           const InOf<float, kind>*, OutOf<float, kind>*, uint64_t, uint64_t,  \
+                                           uint64_t, uint64_t, int);                                           \
+    template void veltraFFT1D<double, kind>(fftwContext, fftwPlanCacheInterface<double, kind>*,              \
+                                            const InOf<double, kind>*, OutOf<double, kind>*, uint64_t, uint64_t, \
+                                            uint64_t, uint64_t, int);
+
+}  // namespace vfl_fft

@@ -1,0 +1,103 @@
+// Real-to-complex transforms, filled to full length by conjugate symmetry. Many short contiguous
+// columns go in blocks, each transformed and filled while it is in cache.
+#include <immintrin.h>
+
+#include <memory>
+
+#include "fftlib/driver.hpp"
+
+namespace vfl_fft {
+
+namespace {
+
+// Columns of a real-to-complex transform go in blocks of about this many samples.
+constexpr uint64_t kBlockElements = 1 << 14;
+
+// dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.
+inline void conjugateReversed(double* dst, const double* src, uint64_t count) {
+    const __m128d sign = _mm_set_pd(-0.0, 0.0);  // flips the imaginary part only
+    for (uint64_t j = 0; j < count; ++j)
+        _mm_storeu_pd(dst + 2 * j, _mm_xor_pd(_mm_loadu_pd(src - ptrdiff_t(2 * j)), sign));
+}
+
+inline void conjugateReversed(float* dst, const float* src, uint64_t count) {
+    for (uint64_t j = 0; j < count; ++j) {
+        dst[2 * j] = src[-ptrdiff_t(2 * j)];
+        dst[2 * j + 1] = -src[-ptrdiff_t(2 * j) + 1];
+    }
+}
+
+// Sequence q's upper half from its lower half: X[k] = conj(X[n - k]).
+template <class T>
+void fillBySymmetry(const Job<T>& job, std::complex<T>* out, uint64_t q) {
+    const uint64_t n = job.n, stride = job.stride;
+    T* r = reinterpret_cast<T*>(out + q % stride + stride * n * (q / stride));
+    const uint64_t from = n / 2 + 1;
+    if (stride == 1) return conjugateReversed(r + 2 * from, r + 2 * (n - from), n - from);
+    for (uint64_t k = from; k < n; ++k) {
+        r[2 * stride * k] = r[2 * stride * (n - k)];
+        r[2 * stride * k + 1] = -r[2 * stride * (n - k) + 1];
+    }
+}
+
+template <class T>
+PlanOwner<T> realPlan(fftwPlanCacheInterface<T, kRealToComplex>* cache, const Job<T>& job, T* in,
+                      std::complex<T>* out) {
+    using F = Fftw<T>;
+    fftw_iodim64 d, how[2];
+    const uint64_t span = job.stride * job.n, count = span * job.outer;
+    job.dims(d, how, span, span);
+    return planFor<T, kRealToComplex>(cache, job, in, out, count * sizeof(T), count * sizeof(std::complex<T>),
+                                      [&](unsigned flags, T* i, std::complex<T>* o) {
+                                          return F::r2c(1, &d, 2, how, i, reinterpret_cast<typename F::complex*>(o),
+                                                        flags | FFTW_PRESERVE_INPUT);
+                                      });
+}
+
+}  // namespace
+
+template <class T>
+struct Driver<T, kRealToComplex> {
+    static void run(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                    std::complex<T>* out, uint64_t inLen) {
+        using F = Fftw<T>;
+        using FC = typename F::complex;
+        const uint64_t n = job.n, stride = job.stride, outer = job.outer;
+        // Another length, or the input in the output's memory: the transform reads a staged copy.
+        std::unique_ptr<Buffer<T>> staged;
+        T* src = const_cast<T*>(in);
+        if (inLen != n || static_cast<const void*>(in) == static_cast<const void*>(out)) {
+            staged = std::make_unique<Buffer<T>>(size_t(stride * n * outer));
+            restage(in, inLen, staged->data, n, stride, outer);
+            src = staged->data;
+        }
+        const auto fill = [&](uint64_t q) { fillBySymmetry(job, out, q); };
+        const uint64_t block = std::max<uint64_t>(1, kBlockElements / n);
+        if (stride != 1 || outer < 2 * block) {
+            const PlanOwner<T> plan = realPlan(cache, job, src, out);
+            F::execR2c(plan.plan, src, reinterpret_cast<FC*>(out));
+            return forSequences(outer * stride, n, fill);
+        }
+        Job<T> blockJob = job;
+        blockJob.outer = block;
+        blockJob.context.numThreads = 1;
+        const PlanOwner<T> plan = realPlan(cache, blockJob, src, out);
+        const uint64_t blocks = outer / block;
+        forSequences(blocks, block * n, [&](uint64_t b) {
+            F::execR2c(plan.plan, src + b * block * n, reinterpret_cast<FC*>(out + b * block * n));
+            for (uint64_t q = b * block; q < (b + 1) * block; ++q) fill(q);
+        });
+        if (const uint64_t rest = outer - blocks * block) {
+            Job<T> restJob = blockJob;
+            restJob.outer = rest;
+            const uint64_t offset = blocks * block * n;
+            const PlanOwner<T> tail = realPlan(cache, restJob, src + offset, out + offset);
+            F::execR2c(tail.plan, src + offset, reinterpret_cast<FC*>(out + offset));
+            for (uint64_t q = blocks * block; q < outer; ++q) fill(q);
+        }
+    }
+};
+
+VL_FFT_INSTANCES(kRealToComplex)
+
+}  // namespace vfl_fft

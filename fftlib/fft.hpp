@@ -16,10 +16,10 @@ namespace vfl_fft {
 
 // Planner settings passed with every transform.
 struct fftwContext {
-    uint64_t numThreads = 1;
-    uint64_t rows = 4;
-    int32_t plannerFlags = 64;
-    uint8_t contextFlag = 0;
+    uint64_t numThreads = 1;                // threads a plan may use
+    uint64_t rows = 4;                      // plans use numThreads from this many sequences
+    int32_t plannerFlags = FFTW_ESTIMATE;   // FFTW's planner flags, or kPlannerHybrid
+    uint8_t contextFlag = 0;                // the caller's; passed through, never read here
 };
 
 // plannerFlags: FFTW's own flags, or this library's hybrid mode: plan with FFTW_MEASURE for

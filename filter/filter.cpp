@@ -5,7 +5,7 @@
 
 #include "common/parallel_range.hpp"
 #include "filter/divide.hpp"
-#include "filter/iir.hpp"
+#include "filter/column_map.hpp"
 #include "module/argument_helpers.hpp"
 #include "module/entries.hpp"
 #include "module/owned_array.hpp"
@@ -15,7 +15,7 @@ namespace vlmathdsp {
 namespace {
 
 using namespace matrix::detail::noninlined::vx_array_api;
-using vfl_filter::i64;
+using namespace vfl_filter;
 
 // Column maps go parallel from 8 columns of at least 16 samples and 4096 samples in all;
 // a single column is cut into chunks from 1024 samples (FIR only).
@@ -28,6 +28,18 @@ struct Layout {
     OwnedArray xWork;   // the filtered dimension first
     size_t L, nCols;
 };
+
+// Dimension dim1 (from 1) of nd brought to the front, or, with `back`, from the front to its place.
+vxArray* permuteDimension(const vxArray* a, size_t dim1, size_t nd, bool back) {
+    OwnedArray order(vxCreateDoubleMatrix(1, nd, vxREAL));
+    double* o = static_cast<double*>(order->data);
+    for (size_t i = 0; i < nd; ++i) o[i] = double(i + 1);
+    for (size_t i = 0; i < dim1; ++i) o[i] = back ? double(i == dim1 - 1 ? 1 : i + 2) : double(i == 0 ? dim1 : i);
+    vxArray* in[2] = {const_cast<vxArray*>(a), order.get()};
+    vxArray* out[1] = {nullptr};
+    vxPermuteFcn(1, out, 2, in);
+    return out[0];
+}
 
 bool columnsParallel(size_t nCols, size_t L) {
     return nCols >= kParallelColumns && L >= kParallelColumnLength && nCols * L >= kParallelSamples;
@@ -45,16 +57,7 @@ Layout filteredDimensionFirst(const vxArray* x, int nrhs, const vxArray* dim) {
     }
     l.permuted = nrhs == 5 && !vxIsEmpty(x) && l.dim1 <= nd;
     if (l.permuted) {
-        vxArray* order = vxCreateDoubleMatrix(1, nd, vxREAL);
-        double* o = static_cast<double*>(order->data);
-        o[0] = double(l.dim1);
-        for (size_t i = 1; i < l.dim1; ++i) o[i] = double(i);
-        for (size_t i = l.dim1; i < nd; ++i) o[i] = double(i + 1);
-        vxArray* in[2] = {const_cast<vxArray*>(x), order};
-        vxArray* out[1] = {nullptr};
-        vxPermuteFcn(1, out, 2, in);
-        vxDestroyArray(order);
-        l.xWork = OwnedArray(out[0]);
+        l.xWork = OwnedArray(permuteDimension(x, l.dim1, nd, false));
     } else {
         const size_t dim0 = l.dim1 - 1;
         std::vector<size_t> sizes(nd + 1, 1);
@@ -122,8 +125,8 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
     T dr, di;
     if ((Fir || na > 0) && checkDenominatorHead(aArg, dr, di)) {
         const bool divisorComplex = vxIsComplexFlags(aArg);
-        aNorm = OwnedArray(vfl_filter::divideByScalar(aArg, workClass, dr, di, divisorComplex));
-        bNorm = OwnedArray(vfl_filter::divideByScalar(bArg, workClass, dr, di, divisorComplex));
+        aNorm = OwnedArray(divideByScalar(aArg, workClass, dr, di, divisorComplex));
+        bNorm = OwnedArray(divideByScalar(bArg, workClass, dr, di, divisorComplex));
         a = aNorm.get(), b = bNorm.get();
     }
 
@@ -139,20 +142,23 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
     const bool colsParallel = columnsParallel(l.nCols, l.L);
 
     const bool skipY = vxIsEmpty(b) || vxIsEmpty(y.get()) || (!Fir && vxIsEmpty(a));
+    const auto xCols = perColumn(xData, xC, L);
+    const auto ziCols = perColumn(ziData, ziC, i64(ziStride));
     if (!skipY) {
+        const auto yCols = perColumn(yData, yC, L);
         if (Fir && nCols == 1) {
-            const vfl_filter::mapCol1FIR<T, vfl_filter::vlFilterFIR> body{
-                nb, bData, L, xData, order, ziData, L, yData, {}, bC, xC, ziC, yC};
             const i64 threads = i64(services::threading::getNumComputationalThreads());
-            vlcommon::runRange(l.L >= kChunkedColumnMin, i64(0), L, L / std::max<i64>(threads, 1), body);
+            vlcommon::runRange(l.L >= kChunkedColumnMin, i64(0), L, L / std::max<i64>(threads, 1),
+                               overChunks(vlFilterFIR{}, nb, bData, L, xData, order, ziData, yData,
+                                          ChunkStart{}, ChunkEnd{}, bC, xC, ziC, yC));
         } else if (Fir) {
-            const vfl_filter::mapColsFIR<T, vfl_filter::vlFilterFIR> body{
-                nb, bData, L, xData, order, ziData, L, yData, i64(ziStride), {}, bC, xC, ziC, yC};
-            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
+            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
+                               overColumns(vlFilterFIR{}, nb, bData, L, xCols, order, ziCols, yCols, i64(0),
+                                           L, bC, xC, ziC, yC));
         } else {
-            const vfl_filter::mapColsIIR<T> body{na, aData, nb, bData, L, xData, order, ziData, yData, i64(ziStride),
-                                                 {}, aC, bC, xC, ziC, yC};
-            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
+            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
+                               overColumns(vlFilterIIR{}, na, aData, nb, bData, L, xCols, order, ziCols,
+                                           yCols, aC, bC, xC, ziC, yC));
         }
     }
 
@@ -167,18 +173,20 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
         const bool skipZf = (vxIsEmpty(x) && nrhs < 4) || vxIsEmpty(zf.get());
         if (!skipZf) {
             T* zfData = static_cast<T*>(zf->data);
+            const auto zfCols = perColumn(zfData, yC, order);
             if (Fir && nCols == 1) {
-                const vfl_filter::mapCol1FIR<T, vfl_filter::vlFilterFIR_FC> body{
-                    nb, bData, L, xData, order, ziData, order, zfData, {}, bC, xC, ziC, yC};
-                vlcommon::runRange(size_t(order) >= kChunkedColumnMin, i64(0), order, i64(1), body);
+                vlcommon::runRange(size_t(order) >= kChunkedColumnMin, i64(0), order, i64(1),
+                                   overChunks(vlFilterFIR_FC{}, nb, bData, L, xData, order, ziData, zfData,
+                                              ChunkStart{}, ChunkEnd{}, bC, xC, ziC, yC));
             } else if (Fir) {
-                const vfl_filter::mapColsFIR<T, vfl_filter::vlFilterFIR_FC> body{
-                    nb, bData, L, xData, order, ziData, order, zfData, i64(ziStride), {}, bC, xC, ziC, yC};
-                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
+                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
+                                   overColumns(vlFilterFIR_FC{}, nb, bData, L, xCols, order, ziCols, zfCols,
+                                               i64(0), order, bC, xC, ziC, yC));
             } else {
-                const vfl_filter::mapColsIIR_FC<T> body{na, aData, nb, bData, L, xData, yData, order, ziData, zfData,
-                                                        i64(ziStride), {}, aC, bC, xC, yC, ziC, yC};
-                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1), body);
+                const auto yCols = perColumn(static_cast<const T*>(yData), yC, L);
+                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
+                                   overColumns(vlFilterIIR_FC{}, na, aData, nb, bData, L, xCols, yCols,
+                                               order, ziCols, zfCols, aC, bC, xC, yC, ziC, yC));
             }
         }
     }
@@ -186,17 +194,7 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
     bNorm = OwnedArray(), aNorm = OwnedArray();
     if (l.permuted) {
         vxSetDimensions(y.get(), l.xWork->get_dimensions(), l.xWork->numDims);
-        const size_t nd = x->numDims;
-        vxArray* inverse = vxCreateDoubleMatrix(1, nd, vxREAL);
-        double* o = static_cast<double*>(inverse->data);
-        for (size_t i = 0; i + 1 < l.dim1; ++i) o[i] = double(i + 2);
-        o[l.dim1 - 1] = 1;
-        for (size_t i = l.dim1; i < nd; ++i) o[i] = double(i + 1);
-        vxArray* in[2] = {y.get(), inverse};
-        vxArray* out[1] = {nullptr};
-        vxPermuteFcn(1, out, 2, in);
-        vxDestroyArray(inverse);
-        y = OwnedArray(out[0]);
+        y = OwnedArray(permuteDimension(y.get(), l.dim1, x->numDims, true));
     } else {
         vxSetDimensions(y.get(), x->get_dimensions(), x->numDims);
     }

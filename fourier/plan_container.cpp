@@ -7,14 +7,18 @@ namespace {
 using Store = foundation::usm::Detail<foundation::usm::scope::Vvm>;
 }
 
-// Plans of the planner's default method, planned for the host's thread count at creation.
-constexpr int32_t kDefaultPlannerFlags = 64;
+// A new container: plans for the host's thread count at creation, estimated (FFTW_ESTIMATE:
+// planning costs no transform runs, and the plans do not depend on timing), threaded from 4
+// sequences (the "rows" command's default), and the flag that marks a container's context.
+constexpr uint64_t kDefaultRows = 4;
+constexpr int32_t kDefaultPlannerFlags = FFTW_ESTIMATE;
+constexpr uint8_t kContainerContextFlag = 1;
 
 fftwPlanContainer::fftwPlanContainer() : defaultThreads(services::threading::getNumComputationalThreads()) {
     context.numThreads = defaultThreads;
-    context.rows = 4;
+    context.rows = kDefaultRows;
     context.plannerFlags = kDefaultPlannerFlags;
-    context.contextFlag = 1;
+    context.contextFlag = kContainerContextFlag;
 }
 
 void fftwPlanContainer::clearAll() {

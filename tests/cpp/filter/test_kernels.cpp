@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "filter/fir.hpp"
+#include "filter/kernels/fir.hpp"
 
 using namespace vfl_filter;
 

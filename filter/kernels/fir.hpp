@@ -1,13 +1,12 @@
-// FIR kernels in scatter form, and the functors that spread them over columns or chunks.
+// FIR kernels in scatter form: each sample adds its scaled copy of b into the outputs it
+// reaches, so a range of outputs needs no state from the outputs before it.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 
-#include <oneapi/tbb/blocked_range.h>
-
-#include "filter/update_step.hpp"
+#include "filter/kernels/update_step.hpp"
 
 namespace vfl_filter {
 
@@ -66,47 +65,6 @@ struct vlFilterFIR_FC {
             if (n > 0)
                 updateStep(out, outCplx, size_t(start), x + xw * k, xCplx, b + (bCplx ? 2 : 1) * off, bCplx, size_t(n));
         }
-    }
-};
-
-// One column cut into chunks of outputs.
-template <class T, class Kernel>
-struct mapCol1FIR {
-    i64 nb;
-    const T* b;
-    i64 xLen;
-    const T* x;
-    i64 nz;
-    const T* zi;
-    i64 outLen;
-    T* out;
-    Kernel kernel;
-    bool bCplx, xCplx, ziCplx, outCplx;
-
-    void operator()(const tbb::blocked_range<i64>& r) const {
-        kernel(nb, b, xLen, x, nz, zi, out, r.begin(), r.end(), bCplx, xCplx, ziCplx, outCplx);
-    }
-};
-
-// Whole columns.
-template <class T, class Kernel>
-struct mapColsFIR {
-    i64 nb;
-    const T* b;
-    i64 xLen;
-    const T* x;
-    i64 nz;
-    const T* zi;
-    i64 outLen;
-    T* out;
-    i64 ziStride;
-    Kernel kernel;
-    bool bCplx, xCplx, ziCplx, outCplx;
-
-    void operator()(const tbb::blocked_range<i64>& r) const {
-        for (i64 c = r.begin(); c < r.end(); ++c)
-            kernel(nb, b, xLen, x + (xCplx + 1) * xLen * c, nz, zi ? zi + (ziCplx + 1) * ziStride * c : nullptr,
-                   out + (outCplx + 1) * outLen * c, 0, outLen, bCplx, xCplx, ziCplx, outCplx);
     }
 };
 

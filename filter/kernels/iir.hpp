@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "filter/fir.hpp"
+#include "filter/kernels/fir.hpp"
 
 namespace vfl_filter {
 
@@ -94,53 +94,6 @@ struct vlFilterIIR_FC {
             negated(y + yw * k, yCplx, s);
             updateStep(zf, zfCplx, 0, s, yCplx, a + aw * off, aCplx, size_t(na - off));
         }
-    }
-};
-
-template <class T>
-struct mapColsIIR {
-    i64 na;
-    const T* a;
-    i64 nb;
-    const T* b;
-    i64 xLen;
-    const T* x;
-    i64 nz;
-    const T* zi;
-    T* y;
-    i64 ziStride;
-    vlFilterIIR kernel;
-    bool aCplx, bCplx, xCplx, ziCplx, yCplx;
-
-    void operator()(const tbb::blocked_range<i64>& r) const {
-        for (i64 c = r.begin(); c < r.end(); ++c)
-            kernel(na, a, nb, b, xLen, x + (xCplx + 1) * xLen * c, nz,
-                   zi ? zi + (ziCplx + 1) * ziStride * c : nullptr, y + (yCplx + 1) * xLen * c, aCplx, bCplx, xCplx,
-                   ziCplx, yCplx);
-    }
-};
-
-template <class T>
-struct mapColsIIR_FC {
-    i64 na;
-    const T* a;
-    i64 nb;
-    const T* b;
-    i64 xLen;
-    const T* x;
-    const T* y;
-    i64 nz;
-    const T* zi;
-    T* zf;
-    i64 ziStride;
-    vlFilterIIR_FC kernel;
-    bool aCplx, bCplx, xCplx, yCplx, ziCplx, zfCplx;
-
-    void operator()(const tbb::blocked_range<i64>& r) const {
-        for (i64 c = r.begin(); c < r.end(); ++c)
-            kernel(na, a, nb, b, xLen, x + (xCplx + 1) * xLen * c, y + (yCplx + 1) * xLen * c, nz,
-                   zi ? zi + (ziCplx + 1) * ziStride * c : nullptr, zf + (zfCplx + 1) * nz * c, aCplx, bCplx, xCplx,
-                   yCplx, ziCplx, zfCplx);
     }
 };
 

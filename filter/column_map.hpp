@@ -1,0 +1,71 @@
+// The one template that spreads a filter kernel over a range: over whole columns, one kernel
+// call per column with the column's operands; or over chunks of one column, one call per chunk.
+// The arguments are the kernel's own, in its order, with markers where they depend on the range.
+#pragma once
+
+#include <tuple>
+
+#include <oneapi/tbb/blocked_range.h>
+
+#include "filter/kernels/iir.hpp"
+
+namespace vfl_filter {
+
+// An operand that moves with the column: column c starts at data + step * c; null stays null.
+template <class P>
+struct PerColumn {
+    P data;
+    i64 step;
+};
+
+// A column's operand of `length` elements, real or complex interleaved.
+template <class P>
+PerColumn<P> perColumn(P data, bool complex, i64 length) {
+    return {data, (complex ? 2 : 1) * length};
+}
+
+// The bounds of the chunk a task runs, as the kernel's start and end.
+struct ChunkStart {};
+struct ChunkEnd {};
+
+template <class A>
+const A& bound(const A& a, i64, const tbb::blocked_range<i64>&) {
+    return a;
+}
+template <class P>
+P bound(const PerColumn<P>& a, i64 c, const tbb::blocked_range<i64>&) {
+    return a.data ? a.data + a.step * c : nullptr;
+}
+inline i64 bound(ChunkStart, i64, const tbb::blocked_range<i64>& r) { return r.begin(); }
+inline i64 bound(ChunkEnd, i64, const tbb::blocked_range<i64>& r) { return r.end(); }
+
+// Chunks: the range indexes outputs of one column. Columns: the range indexes columns, run
+// whole in ascending order.
+enum class MapOver { Chunks, Columns };
+
+template <MapOver Over, class Kernel, class... Args>
+struct KernelMap {
+    Kernel kernel;
+    std::tuple<Args...> args;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        auto call = [&](i64 c) { std::apply([&](const auto&... a) { kernel(bound(a, c, r)...); }, args); };
+        if constexpr (Over == MapOver::Chunks) {
+            call(0);
+        } else {
+            for (i64 c = r.begin(); c < r.end(); ++c) call(c);
+        }
+    }
+};
+
+template <class Kernel, class... Args>
+KernelMap<MapOver::Chunks, Kernel, Args...> overChunks(Kernel kernel, Args... args) {
+    return {kernel, {args...}};
+}
+
+template <class Kernel, class... Args>
+KernelMap<MapOver::Columns, Kernel, Args...> overColumns(Kernel kernel, Args... args) {
+    return {kernel, {args...}};
+}
+
+}  // namespace vfl_filter

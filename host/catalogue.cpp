@@ -1,5 +1,4 @@
-// The message catalogue: a text for every identifier of the library and of the host.
-// "{0}" stands for the first message argument.
+// Texts of the errors, by identifier, for the library and the host; "{0}" takes the first argument.
 #include <map>
 
 #include "host/embed.hpp"

@@ -1,4 +1,4 @@
-// The sixteen slots in their fixed order; the host knows each built-in by its position.
+// The table of built-ins. The host calls by slot number, so the order is the interface.
 #include "module/builtin_table.hpp"
 
 #include "module/entries.hpp"

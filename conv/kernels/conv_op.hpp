@@ -1,6 +1,5 @@
-// VELTRAConvOp: adds conv(first, second)[begin, end) into an output run, by one of three kinds.
-// Operand pointers are the runs' lowest addresses; with a negative stride a run is walked from
-// its far end. The output pointer is the element of position `begin`.
+// VELTRAConvOp adds outputs [begin, end) of a 1-d convolution into `out` (the element of `begin`).
+// Operands are given by their lowest address and a stride; a negative stride reads from the far end.
 #pragma once
 
 #include <algorithm>

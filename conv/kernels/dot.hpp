@@ -1,5 +1,5 @@
-// reversedDot: the sum over i of x[i] * y[n - 1 - i], i ascending, started from zero. This is
-// the one order of every output of kinds 1 and 3, whichever loop computes it.
+// reversedDot = sum of x[i] y[n - 1 - i], from zero, i ascending. Kinds 1 and 3 sum every output in
+// this order, whatever loop they use, so their paths agree to the bit.
 #pragma once
 
 #include <cstddef>

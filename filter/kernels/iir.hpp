@@ -1,4 +1,5 @@
-// IIR kernels: a transposed direct form whose delay line is the output column itself.
+// Recursive filtering in transposed direct form. No delay buffer: the part of y ahead of sample i
+// holds the state, and each sample adds its forward and feedback terms into y by update steps.
 #pragma once
 
 #include <algorithm>

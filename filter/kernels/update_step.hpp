@@ -1,5 +1,5 @@
-// The update step of filtering: out[p + i] += s * v[i] for i in [0, n), with a sample s and a run
-// of coefficients v, each real or complex (complex data interleaved, an index i at 2 i).
+// The unit of all filtering: out[p, p + n) += s * v, one sample times a run of coefficients.
+// Complex operands are interleaved pairs; their types and n pick an inline loop or a long form.
 #pragma once
 
 #include <complex>

@@ -1,0 +1,22 @@
+"""What the transform tests share: the host's shape rule and a tolerance from the precision, the
+transform length and the size of the values."""
+
+import numpy as np
+
+
+def host_shape(shape):
+    """A shape as the host keeps it: no trailing singleton beyond the second dimension."""
+    shape = list(shape)
+    while len(shape) > 2 and shape[-1] == 1:
+        shape.pop()
+    return tuple(shape)
+
+
+def assert_transform_close(got, want, n, single=False):
+    """got equals want within 20 eps log2(n) of want's largest magnitude: the error of a transform
+    of length n (or n points in all) grows with log n and scales with the values."""
+    eps = np.finfo(np.float32 if single else np.float64).eps
+    want = np.asarray(want)
+    scale = max(np.max(np.abs(want), initial=0.0), np.finfo(np.float64).tiny)
+    got = np.asarray(got).reshape(want.shape)
+    np.testing.assert_allclose(got, want, rtol=0, atol=20 * eps * np.log2(max(n, 2)) * scale)

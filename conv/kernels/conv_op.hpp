@@ -25,6 +25,18 @@ inline void fullOverlap(size_t begin, size_t end, size_t n1, size_t n2, size_t& 
     hi = std::max(lo, std::min(end, n1));
 }
 
+// Outputs [begin, end) in three parts: `edges(out, b, e)` before and after the full overlap, and
+// `middle(out, lo, hi)` over it when the runs are contiguous (otherwise edges do it all).
+template <class Out, class Edges, class Middle>
+void edgesAndMiddle(Out* out, size_t begin, size_t end, ptrdiff_t outStride, size_t n1, size_t n2, bool contiguous,
+                    const Edges& edges, const Middle& middle) {
+    size_t lo = end, hi = end;
+    if (contiguous) fullOverlap(begin, end, n1, n2, lo, hi);
+    edges(out, begin, lo);
+    if (lo < hi) middle(out + (lo - begin), lo, hi);
+    edges(out + ptrdiff_t(hi - begin) * outStride, hi, end);
+}
+
 template <class TFirst, class TSecond, int Kind>
 struct VELTRAConvOp;
 
@@ -52,11 +64,10 @@ struct VELTRAConvOp<TFirst, TSecond, KIND_AXPY> {
         if (begin >= end || n1 == 0 || n2 == 0) return;
         const TFirst* f0 = elementZero(first, n1, s1);
         const TSecond* g0 = elementZero(second, n2, s2);
-        size_t lo = end, hi = end;
-        if (flags.unitStride && outStride == 1 && s1 == 1 && s2 == 1) fullOverlap(begin, end, n1, n2, lo, hi);
-        tapByTap(flags, out, begin, lo, outStride, f0, n1, s1, g0, n2, s2);
-        if (lo < hi) fusedTapRows(out + (lo - begin), hi - lo, f0 + lo, 0, g0, 0, 1, n2);
-        tapByTap(flags, out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, f0, n1, s1, g0, n2, s2);
+        edgesAndMiddle(
+            out, begin, end, outStride, n1, n2, flags.unitStride && outStride == 1 && s1 == 1 && s2 == 1,
+            [&](Out* o, size_t b, size_t e) { tapByTap(flags, o, b, e, outStride, f0, n1, s1, g0, n2, s2); },
+            [&](Out* o, size_t lo, size_t hi) { fusedTapRows(o, hi - lo, f0 + lo, 0, g0, 0, 1, n2); });
     }
 };
 
@@ -81,11 +92,10 @@ struct VELTRAConvOp<TFirst, TSecond, KIND_DOT> {
         if (begin >= end || n1 == 0 || n2 == 0) return;
         const TFirst* f0 = elementZero(first, n1, s1);
         const TSecond* g0 = elementZero(second, n2, s2);
-        size_t lo = end, hi = end;
-        if (outStride == 1 && s1 == 1 && s2 == 1) fullOverlap(begin, end, n1, n2, lo, hi);
-        eachOutput(out, begin, lo, outStride, f0, n1, s1, g0, n2, s2);
-        if (lo < hi) fusedDotRows(out + (lo - begin), hi - lo, f0 + lo, g0, n2);
-        eachOutput(out + ptrdiff_t(hi - begin) * outStride, hi, end, outStride, f0, n1, s1, g0, n2, s2);
+        edgesAndMiddle(
+            out, begin, end, outStride, n1, n2, outStride == 1 && s1 == 1 && s2 == 1,
+            [&](Out* o, size_t b, size_t e) { eachOutput(o, b, e, outStride, f0, n1, s1, g0, n2, s2); },
+            [&](Out* o, size_t lo, size_t hi) { fusedDotRows(o, hi - lo, f0 + lo, g0, n2); });
     }
 };
 

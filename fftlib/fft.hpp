@@ -74,10 +74,12 @@ public:
     static fftwApi& getInstance();
     void destroyPlan(fftw_plan plan);
     void destroyPlan(fftwf_plan plan);
-    void free(void* pointer);
+    void free(void* pointer);  // a string FFTW made (exported wisdom), for the wisdom commands
     std::string version() const;
     uint64_t plansMade() const;  // plans created since the start, both precisions
 
+    // Held around each wisdom call (FFTW's wisdom is process-wide and not reentrant); planning
+    // does not take it, the planner being made thread-safe at start-up.
     static tbb::spin_mutex fftwAccessMutex_;
 
 private:

@@ -2,9 +2,8 @@
 #include <atomic>
 
 #include <fftw3.h>
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/parallel_for.h>
 
+#include "common/parallel_range.hpp"
 #include "fftlib/fft.hpp"
 #include "fftlib/plans.hpp"
 
@@ -18,9 +17,7 @@ std::atomic<uint64_t> gPlansMade{0};
 
 // FFTW's worker jobs become TBB tasks, so the process keeps one pool.
 void runOnTbb(void* (*work)(char*), char* jobData, size_t elementSize, int jobs, void*) {
-    tbb::parallel_for(tbb::blocked_range<int>(0, jobs, 1), [&](const tbb::blocked_range<int>& r) {
-        for (int j = r.begin(); j < r.end(); ++j) work(jobData + elementSize * size_t(j));
-    });
+    vlcommon::forEachIndex(true, 0, jobs, 1, [&](int j) { work(jobData + elementSize * size_t(j)); });
 }
 
 }  // namespace

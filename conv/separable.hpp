@@ -10,7 +10,8 @@
 namespace vfl_conv {
 
 // Rows that the second pass moves through its line buffers together: a row of the result is a
-// strided walk, and neighbouring rows share its cache lines and pages.
+// strided walk, and neighbouring rows share its cache lines and pages (2048^2 double, 31-tap
+// separable: 4 rows 19.3 ms, 8 14.8 ms, 16 16.1 ms).
 constexpr size_t kLinesPerSweep = 8;
 
 // One separable problem: vectors of element type TV, C of element type TC, result Out.

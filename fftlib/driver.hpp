@@ -14,9 +14,11 @@
 namespace vfl_fft {
 
 // A plan uses the context's threads for at least `rows` sequences or a length of at least this;
-// smaller transforms run faster on the one thread they are planned for.
+// smaller transforms run faster on the one thread they are planned for (one complex sequence,
+// 2 threads: 2^14 points 0.15 ms threaded, 0.11 ms not; 2^18 points 1.7 ms threaded, 3.0 ms not).
 constexpr uint64_t kThreadedLengthMin = 1 << 15;
-// Work over sequences goes parallel from this many elements in all.
+// Copies and scaling over sequences go parallel from this many elements in all, where the loop
+// outlasts starting a parallel region.
 constexpr uint64_t kParallelElements = 1 << 16;
 // Scratch is offset to the address of the array it stands for modulo the widest SIMD alignment.
 constexpr uintptr_t kAlignmentSpan = 64;

@@ -10,7 +10,9 @@ namespace vfl_fft {
 
 namespace {
 
-// Columns of a real-to-complex transform go in blocks of about this many samples.
+// Columns of a real-to-complex transform go in blocks of about this many samples, which stay in
+// L2 while they are transformed and filled (64 x 20000 and 1000 x 1000: 2^12 and 2^14 alike,
+// 2^16 about 20 % slower).
 constexpr uint64_t kBlockElements = 1 << 14;
 
 // dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.

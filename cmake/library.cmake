@@ -3,6 +3,8 @@
 add_library(vlmathdsp_core STATIC
   conv/conv2.cpp
   conv/conv2_paths.cpp
+  conv/convn_driver.cpp
+  conv/convnc.cpp
   conv/kernels/dim_plan.cpp
   conv/parallel/workspace.cpp
   conv/separable.cpp

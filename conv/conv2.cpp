@@ -39,7 +39,9 @@ KindChoice chooseKind(vxClassID classA, vxClassID classB, bool oneDimensional, s
     return {vfl_conv::PATH_AXPY_1D, mB > mA};
 }
 
-vxArray* twoInputConv2(const vxArray* A, const vxArray* B, ShapeKind shape) {
+}  // namespace
+
+vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape) {
     size_t mA = A->get_dimensions()[0], nA = vxGetN(A), mB = B->get_dimensions()[0], nB = vxGetN(B);
     vfl_conv::ConvWindow w = vfl_conv::makeWindow(shape, mA, nA, mB, nB);
     const vxClassID classA = classOf(A), classB = classOf(B);
@@ -82,6 +84,8 @@ vxArray* twoInputConv2(const vxArray* A, const vxArray* B, ShapeKind shape) {
     return Y;
 }
 
+namespace {
+
 bool isTextOption(const vxArray* a) { return classOf(a) == VX_CHAR_CLASS || Veltrix::String::isString(a); }
 
 }  // namespace
@@ -94,7 +98,7 @@ void conv2Entry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
         OwnedArray A(toWorkingClass<VELTRA::conv2::inputType>(prhs[0]));
         OwnedArray B(toWorkingClass<VELTRA::conv2::inputType>(prhs[1]));
         const ShapeKind shape = nrhs == 3 ? parseShapeOption(prhs[2]) : SHAPE_FULL;
-        plhs[0] = twoInputConv2(A.get(), B.get(), shape);
+        plhs[0] = conv2Core(A.get(), B.get(), shape);
         return;
     }
     OwnedArray a(toWorkingClass<VELTRA::conv2::inputTypeSeparable>(prhs[0]));

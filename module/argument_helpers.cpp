@@ -1,18 +1,10 @@
-// Shape words, finiteness and density.
+// Finiteness and density.
 #include "module/argument_helpers.hpp"
 
 #include <algorithm>
 #include <complex>
 
 namespace vlmathdsp {
-
-ShapeKind parseShapeOption(const vxArray* a) {
-    const TextView text = readOptionText<VELTRA::conv2::unknownShapeParameter>(a, true);
-    if (matchesOption(text, keywordView(u"same"))) return SHAPE_SAME;
-    if (matchesOption(text, keywordView(u"valid"))) return SHAPE_VALID;
-    if (matchesOption(text, keywordView(u"full"))) return SHAPE_FULL;
-    raise<VELTRA::conv2::unknownShapeParameter>();
-}
 
 namespace {
 

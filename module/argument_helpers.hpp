@@ -69,7 +69,18 @@ inline TextView keywordView(const char16_t* word) {
     return {word, std::char_traits<char16_t>::length(word)};
 }
 
-ShapeKind parseShapeOption(const vxArray* a);
+// The shape word: any non-empty prefix of "same", "valid" or "full", in any case, tried in that
+// order; BadShape is the family's identifier for anything else.
+template <class BadShape>
+ShapeKind parseShapeWord(const vxArray* a) {
+    const TextView text = readOptionText<BadShape>(a, true);
+    if (matchesOption(text, keywordView(u"same"))) return SHAPE_SAME;
+    if (matchesOption(text, keywordView(u"valid"))) return SHAPE_VALID;
+    if (matchesOption(text, keywordView(u"full"))) return SHAPE_FULL;
+    raise<BadShape>();
+}
+
+inline ShapeKind parseShapeOption(const vxArray* a) { return parseShapeWord<VELTRA::conv2::unknownShapeParameter>(a); }
 
 // Brings an input to single or double, or refuses it with TypeError (two-input or separable).
 template <class TypeError>

@@ -45,6 +45,14 @@ template <class TFirst, class TSecond>
 struct VELTRAConvOp<TFirst, TSecond, KIND_AXPY> {
     using Out = OutputOf<TFirst, TSecond>;
 
+    // The inner call of the N-dimensional walks: out[i outStride] += *second first[i firstStride].
+    // Runs of contiguous operands may go through the fused sweeps, which give the same bits.
+    static constexpr bool kFusable = true;
+    void operator()(const ConvFlags& flags, Out* out, ptrdiff_t outStride, const TFirst* first, ptrdiff_t firstStride,
+                    const TSecond* second, size_t length) const {
+        axpy(flags, out, outStride, first, firstStride, second, length);
+    }
+
     static void tapByTap(const ConvFlags& flags, Out* out, size_t begin, size_t end, ptrdiff_t outStride,
                          const TFirst* f0, size_t n1, ptrdiff_t s1, const TSecond* g0, size_t n2, ptrdiff_t s2) {
         if (begin >= end) return;

@@ -21,10 +21,16 @@ def conv2(*args):
 
 
 def convnc(A, B, shape):
+    """convnc(A, B, shape): the N-dimensional convolution of A and B, single or double, real or
+    complex. shape is "full" (every overlap), "same" (the size of A, the full result from index
+    floor(size(B) / 2) on) or "valid" (only where B lies wholly inside A); any prefix, any case.
+    The result is double when both are double, else single; complex when either is, unless its
+    imaginary part is all zero."""
     return call(3, A, B, shape)
 
 
 def convn(A, B, shape="full"):
+    """convn(A, B, shape="full"): convnc with the full result by default."""
     return call(3, A, B, shape)
 
 

@@ -94,8 +94,8 @@ def test_errors_carry_identifier_component_key_and_text():
     assert e.args == ("The matrix must be square.",)
     assert str(e) == "[VELTRA:legacy_two_part:square] The matrix must be square."
     with pytest.raises(vm.Error) as info:
-        vm.convn(np.ones(3), np.ones(3))
-    assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("convnc",)
+        vm.max_pool(np.ones((3, 3)), [2, 2], [0, 0], [1, 1])
+    assert info.value.identifier == "VELTRA:unavailable" and info.value.arguments == ("pooling forward, mode 0",)
     with pytest.raises(vm.Error) as info:
         vm.call_function("veltra.no.such")
     assert info.value.identifier == "VELTRA:undefinedFunction"

@@ -1,0 +1,112 @@
+// The N-dimensional driver: the schedule of a box, and the walks for the sixteen pairs of
+// element types, dense and sparse.
+#include "conv/convn_driver.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+#include "conv/kernels/conv_op.hpp"
+#include "conv/parallel/wrappers_nd.hpp"
+#include "module/argument_helpers.hpp"
+
+namespace vfl_conv {
+
+namespace {
+
+// Dimensions no longer than this are not worth reordering or splitting first.
+constexpr uint64_t kShortExtent = 17;
+// Grains: the split dimension's runs are long (4096, or 1024 where its outputs are strided);
+// other parallel dimensions split in blocks of 8.
+constexpr uint64_t kCoarseGrain = 4096, kStridedCoarseGrain = 1024, kFineGrain = 8;
+// Range types exist for up to three dimensions.
+constexpr size_t kMaxParallelDims = 3;
+// A single split dimension with fewer than this many grains gets grains of half the size.
+constexpr uint64_t kFewGrains = 4;
+
+template <class V>
+void permute(V& v, const std::vector<size_t>& order) {
+    V copy(v);
+    for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
+}
+
+}  // namespace
+
+NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
+                       Strides& firstStride, Strides& secondStride) {
+    const size_t n = rangeLo.size();
+    Sizes extent = extents(rangeLo, rangeHi);
+    // The split dimension: the longest run of outputs and first operand, discounted by its stride.
+    uint64_t maxExtent = 0;
+    size_t split = 0;
+    int64_t best = 0;
+    for (size_t d = 0; d < n; ++d) {
+        const uint64_t e = std::min(extent[d], firstSize[d]);
+        maxExtent = std::max(maxExtent, e);
+        const int64_t r = d == 0 ? int64_t(e) : int64_t(e) / std::max(firstStride[d], outStride[d]);
+        if (d == 0 || r > best) split = d, best = r;
+    }
+    if (maxExtent < kShortExtent) split = 0;
+    const uint64_t coarse = outStride[split] == 1 ? kCoarseGrain : kStridedCoarseGrain;
+    auto grainOf = [&](size_t d) { return d == split ? coarse : kFineGrain; };
+
+    // Parallel dimensions: those with the most blocks of their grain, at least two, at most three.
+    std::vector<size_t> byBlocks(n);
+    std::iota(byBlocks.begin(), byBlocks.end(), size_t(0));
+    auto blocks = [&](size_t d) { return grainOf(d) == 1 ? extent[d] : (extent[d] - 1) / grainOf(d) + 1; };
+    std::stable_sort(byBlocks.begin(), byBlocks.end(), [&](size_t a, size_t b) { return blocks(a) > blocks(b); });
+    NDSchedule s;
+    for (size_t d : byBlocks) {
+        if (s.parallelDims.size() == kMaxParallelDims || blocks(d) < 2) break;
+        s.parallelDims.push_back(d);
+    }
+
+    if (maxExtent >= kShortExtent) {
+        std::vector<size_t> order{split};
+        std::vector<size_t> sortedParallel(s.parallelDims);
+        std::sort(sortedParallel.begin(), sortedParallel.end());
+        for (size_t d : sortedParallel)
+            if (d != split) order.push_back(d);
+        std::vector<size_t> rest;
+        for (size_t d = 0; d < n; ++d)
+            if (d != split && std::find(sortedParallel.begin(), sortedParallel.end(), d) == sortedParallel.end())
+                rest.push_back(d);
+        std::stable_sort(rest.begin(), rest.end(), [&](size_t a, size_t b) { return extent[a] > extent[b]; });
+        order.insert(order.end(), rest.begin(), rest.end());
+        for (size_t& p : s.parallelDims) p = size_t(std::find(order.begin(), order.end(), p) - order.begin());
+        permute(rangeLo, order), permute(rangeHi, order), permute(outStride, order), permute(firstSize, order);
+        permute(firstStride, order), permute(secondSize, order), permute(secondStride, order);
+        permute(extent, order);
+    }
+    for (size_t p : s.parallelDims) s.grains.push_back(p == 0 ? coarse : kFineGrain);
+    if (s.grains.size() == 1 && extent[s.parallelDims[0]] / s.grains[0] + 1 < kFewGrains) s.grains[0] >>= 1;
+    return s;
+}
+
+void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
+                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse) {
+    Strides outStride = columnMajorStrides(extents(rangeLo, rangeHi), 1);
+    Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
+    const NDSchedule s = scheduleBox(rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride);
+    const ConvFlags flags{uint8_t(!firstFinite), uint8_t(std::max(firstStride[0], outStride[0]) == 1)};
+    if (!parallel::clampToFull(rangeLo, rangeHi, firstSize, secondSize)) return;
+    const ConvGeometry g{rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride};
+    const size_t n = rangeLo.size();
+    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
+        using F = typename decltype(a)::type;
+        using S = typename decltype(b)::type;
+        using Out = OutputOf<F, S>;
+        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
+        Out* o = static_cast<Out*>(out->data);
+        const F* f = static_cast<const F*>(first->data);
+        const S* sd = static_cast<const S*>(second->data);
+        auto launch = [&](const auto& body) {
+            if (s.parallelDims.empty()) return parallel::launchND(body, g, s.parallelDims, s.grains);
+            vlmathdsp::ComputationalThreadScope scope;
+            parallel::launchND(body, g, s.parallelDims, s.grains);
+        };
+        if (sparse) launch(parallel::SparseParWrapperND<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});
+        else launch(parallel::ParWrapperNDWithPlans<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});
+    });
+}
+
+}  // namespace vfl_conv

@@ -1,0 +1,30 @@
+// The driver of an N-dimensional convolution box: which output dimensions are split across
+// threads, the loop order, the grains; then the dense or the sparse walk.
+#pragma once
+
+#include <vector>
+
+#include "conv/kernels/geometry.hpp"
+#include "module/host_interface.hpp"
+
+namespace vfl_conv {
+
+// How a box is cut: the dimensions that are split (positions in the loop order) and their grains.
+struct NDSchedule {
+    std::vector<size_t> parallelDims;
+    std::vector<uint64_t> grains;
+};
+
+// Chooses the schedule of the box and permutes the vectors into its loop order: the split
+// dimension innermost (dimension 0), then the other parallel dimensions, then the rest by
+// falling extent. Strides are column-major from 1.
+NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
+                       Strides& firstStride, Strides& secondStride);
+
+// Adds the box [rangeLo, rangeHi) of first * second into `out` (zeroed, the box's shape). The
+// arrays are single or double, real or complex; `sparse` walks the non-zeros of `second`, which
+// needs a finite `first`.
+void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
+                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse);
+
+}  // namespace vfl_conv

@@ -1,0 +1,101 @@
+// convnc: checks, the result's size and box, early-outs, the collapse of dimensions where both
+// operands have length 1, the dense or sparse choice and the order of the operands.
+#include <utility>
+#include <vector>
+
+#include "conv/conv2_paths.hpp"
+#include "conv/convn_driver.hpp"
+#include "module/argument_helpers.hpp"
+#include "module/entries.hpp"
+
+namespace vlmathdsp {
+
+namespace {
+
+using namespace matrix::detail::noninlined::vx_array_api;
+using vfl_conv::Sizes;
+
+// Density below which an operand's zeros are worth skipping (single precision, as compared).
+constexpr float kSparseDensity = 0.3f;
+
+bool singleOrDouble(const vxArray* a) {
+    const vxClassID id = classOf(a);
+    return id == VX_SINGLE_CLASS || id == VX_DOUBLE_CLASS;
+}
+
+Sizes paddedSizes(const vxArray* a, size_t n) {
+    Sizes s(n, 1);
+    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
+    return s;
+}
+
+vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
+    const size_t n = std::max(A->numDims, B->numDims);
+    if (n < 3) return conv2Core(A, B, shape);
+    Sizes firstSize = paddedSizes(A, n), secondSize = paddedSizes(B, n), outSize(n), rangeLo(n), rangeHi(n);
+    bool anyEmpty = false;
+    for (size_t d = 0; d < n; ++d) {
+        const uint64_t a = firstSize[d], b = secondSize[d];
+        if (shape == SHAPE_SAME) {
+            outSize[d] = a, rangeLo[d] = b / 2, rangeHi[d] = b / 2 + a;
+        } else if (shape == SHAPE_FULL) {
+            const uint64_t s = a + b < 2 ? 0 : a + b - 1;
+            outSize[d] = std::max({a, b, s}), rangeLo[d] = 0, rangeHi[d] = outSize[d];
+        } else {
+            const uint64_t t = b < 2 ? 0 : b - 1;
+            outSize[d] = a > t ? a - t : 0, rangeLo[d] = b - 1, rangeHi[d] = a;
+        }
+        anyEmpty = anyEmpty || outSize[d] == 0;
+    }
+    const vxClassID resultClass =
+        classOf(A) == VX_DOUBLE_CLASS && classOf(B) == VX_DOUBLE_CLASS ? VX_DOUBLE_CLASS : VX_SINGLE_CLASS;
+    std::vector<size_t> dims(outSize.begin(), outSize.end());
+    if (vxIsEmpty(A) || vxIsEmpty(B) || anyEmpty) return vxCreateNumericArray(n, dims.data(), resultClass, vxREAL);
+    const bool complex = vxIsComplexFlags(A) || vxIsComplexFlags(B);
+    vxArray* Y = vxCreateNumericArray(n, dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL);
+
+    // Dimensions where both operands have length 1 describe nothing; at least two stay.
+    size_t kept = 0;
+    for (size_t d = 0; d < n; ++d) {
+        const bool drop = firstSize[d] == 1 && secondSize[d] == 1 && n - (d - kept) > 2;
+        if (drop) continue;
+        firstSize[kept] = firstSize[d], secondSize[kept] = secondSize[d];
+        rangeLo[kept] = rangeLo[d], rangeHi[kept] = rangeHi[d];
+        ++kept;
+    }
+    for (Sizes* v : {&firstSize, &secondSize, &rangeLo, &rangeHi}) v->resize(kept);
+
+    const float densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
+    const bool finiteA = allFinite(A), finiteB = allFinite(B);
+    // The sparser operand goes second, its zeros skipped; the first must then be finite, since a
+    // skipped zero would lose the NaN of 0 * Inf.
+    bool sparse = false, keepOrder = true;
+    if (densityB > densityA && densityA < kSparseDensity && finiteB) {
+        sparse = true, keepOrder = false;
+    } else if (densityA >= densityB && densityB < kSparseDensity) {
+        sparse = finiteA;
+    }
+    if (!sparse) {
+        // Dense: the longer first dimension goes first; mixed classes put the single one first.
+        keepOrder = classOf(A) == classOf(B) ? secondSize[0] < firstSize[0] : classOf(B) == VX_DOUBLE_CLASS;
+    }
+    const vxArray* first = A;
+    const vxArray* second = B;
+    bool firstFinite = finiteA;
+    if (!keepOrder) std::swap(first, second), std::swap(firstSize, secondSize), firstFinite = finiteB;
+    vfl_conv::convNDDriver(Y, rangeLo, rangeHi, first, firstSize, second, secondSize, firstFinite, sparse);
+    vxFreeImagIfZero(Y);
+    return Y;
+}
+
+}  // namespace
+
+void convncEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
+    checkArgumentCounts(nlhs, 1, nrhs, 3, 3);
+    if (!singleOrDouble(prhs[0]) || !singleOrDouble(prhs[1])) raise<VELTRA::convnc::inputType>();
+    if ((prhs[0]->flags | prhs[1]->flags) & VX_FLAG_SPARSE) raise<VELTRA::convnc::SparseInput>();
+    const ShapeKind shape = parseShapeWord<VELTRA::convnc::UnsupportedDataType>(prhs[2]);
+    plhs[0] = convncCore(prhs[0], prhs[1], shape);
+}
+
+}  // namespace vlmathdsp

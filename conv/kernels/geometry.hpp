@@ -1,0 +1,42 @@
+// The box of an N-dimensional convolution: which part of the full result is computed, the
+// operands' lengths, and the strides of the output and both operands, all per dimension.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace vfl_conv {
+
+using Sizes = std::vector<uint64_t>;
+using Strides = std::vector<int64_t>;
+
+// out[i - rangeLo] = sum over j of first[i - j] second[j], for i in [rangeLo, rangeHi).
+struct ConvGeometry {
+    const Sizes& rangeLo;
+    const Sizes& rangeHi;
+    const Sizes& firstSize;
+    const Sizes& secondSize;
+    const Strides& outStride;
+    const Strides& firstStride;
+    const Strides& secondStride;
+};
+
+// Column-major strides of the given lengths, the first being `start`.
+inline Strides columnMajorStrides(const Sizes& lengths, int64_t start) {
+    Strides s(lengths.size());
+    int64_t step = start;
+    for (size_t d = 0; d < lengths.size(); ++d) {
+        s[d] = step;
+        step *= int64_t(lengths[d]);
+    }
+    return s;
+}
+
+inline Sizes extents(const Sizes& lo, const Sizes& hi) {
+    Sizes e(lo.size());
+    for (size_t d = 0; d < lo.size(); ++d) e[d] = hi[d] - lo[d];
+    return e;
+}
+
+}  // namespace vfl_conv

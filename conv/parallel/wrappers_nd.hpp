@@ -1,0 +1,96 @@
+// N-dimensional wrappers: the body of one parallel_for over up to three output dimensions, and
+// its launcher. A task walks its own sub-box of the output, so no two tasks write one element.
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/blocked_range2d.h>
+#include <oneapi/tbb/blocked_range3d.h>
+
+#include "common/parallel_range.hpp"
+#include "conv/kernels/walk_nd.hpp"
+
+namespace vfl_conv::parallel {
+
+// Walk: the dense plan walk or the sparse walk of walk_nd.hpp, over a sub-box.
+enum class NDWalk { Plans, Sparse };
+
+template <NDWalk Walk, class Op, class Out, class F, class S>
+struct ParWrapperNDBody {
+    const ConvGeometry& geometry;
+    const ConvFlags& flags;
+    const std::vector<size_t>& parallelDims;
+    Out* out;
+    const F* first;
+    const S* second;
+    size_t n;
+    Op op;
+
+    void operator()(const tbb::blocked_range<uint64_t>& r) const {
+        const uint64_t lo[1] = {r.begin()}, hi[1] = {r.end()};
+        walk(lo, hi);
+    }
+    void operator()(const tbb::blocked_range2d<uint64_t>& r) const {
+        const uint64_t lo[2] = {r.rows().begin(), r.cols().begin()}, hi[2] = {r.rows().end(), r.cols().end()};
+        walk(lo, hi);
+    }
+    void operator()(const tbb::blocked_range3d<uint64_t>& r) const {
+        const uint64_t lo[3] = {r.pages().begin(), r.rows().begin(), r.cols().begin()};
+        const uint64_t hi[3] = {r.pages().end(), r.rows().end(), r.cols().end()};
+        walk(lo, hi);
+    }
+
+    // The box with the parallel dimensions narrowed to a task's sub-ranges (none: the whole box).
+    void walk(const uint64_t* subLo, const uint64_t* subHi) const {
+        const ConvGeometry& g = geometry;
+        Sizes lo(g.rangeLo.begin(), g.rangeLo.begin() + ptrdiff_t(n)), hi(g.rangeHi.begin(), g.rangeHi.begin() + ptrdiff_t(n));
+        Out* o = out;
+        for (size_t k = 0; k < parallelDims.size(); ++k) {
+            const size_t p = parallelDims[k];
+            lo[p] = subLo[k], hi[p] = subHi[k];
+            o += int64_t(subLo[k] - g.rangeLo[p]) * g.outStride[p];
+        }
+        if constexpr (Walk == NDWalk::Sparse) walkSparse(g, lo, hi, flags, op, o, first, second);
+        else walkPlans(g, lo, hi, flags, op, o, first, second, Op::kFusable);
+    }
+};
+
+template <class Op, class Out, class F, class S>
+using ParWrapperNDWithPlans = ParWrapperNDBody<NDWalk::Plans, Op, Out, F, S>;
+template <class Op, class Out, class F, class S>
+using SparseParWrapperND = ParWrapperNDBody<NDWalk::Sparse, Op, Out, F, S>;
+
+// Clamps the box to the full convolution; false when it is empty in some dimension.
+inline bool clampToFull(Sizes& lo, Sizes& hi, const Sizes& firstSize, const Sizes& secondSize) {
+    for (size_t d = 0; d < lo.size(); ++d) {
+        const uint64_t c = std::max<uint64_t>(firstSize[d] + secondSize[d], 1) - 1;
+        lo[d] = std::min(lo[d], c), hi[d] = std::min(hi[d], c);
+        if (hi[d] <= lo[d]) return false;
+    }
+    return true;
+}
+
+// Runs the body over the box: serially when parallelDims is empty, else one parallel_for over a
+// range of the first one, two or three parallel dimensions with their grains.
+template <class Body>
+void launchND(const Body& body, const ConvGeometry& g, const std::vector<size_t>& parallelDims,
+              const std::vector<uint64_t>& grains) {
+    const std::vector<size_t>& p = parallelDims;
+    if (p.empty()) return body.walk(nullptr, nullptr);
+    auto range = [&](size_t k) { return tbb::blocked_range<uint64_t>(g.rangeLo[p[k]], g.rangeHi[p[k]], grains[k]); };
+    if (p.size() == 1) return vlcommon::runRange(true, range(0), body);
+    if (p.size() == 2)
+        return vlcommon::runRange(true,
+                                  tbb::blocked_range2d<uint64_t>(g.rangeLo[p[0]], g.rangeHi[p[0]], grains[0],
+                                                                 g.rangeLo[p[1]], g.rangeHi[p[1]], grains[1]),
+                                  body);
+    vlcommon::runRange(true,
+                       tbb::blocked_range3d<uint64_t>(g.rangeLo[p[0]], g.rangeHi[p[0]], grains[0], g.rangeLo[p[1]],
+                                                      g.rangeHi[p[1]], grains[1], g.rangeLo[p[2]], g.rangeHi[p[2]],
+                                                      grains[2]),
+                       body);
+}
+
+}  // namespace vfl_conv::parallel

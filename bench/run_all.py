@@ -1,6 +1,7 @@
 """Runs every benchmark and prints the ratios against the peers."""
 
 import bench_conv2
+import bench_convn
 import bench_fft
 import bench_filter
 import bench_ltitr
@@ -9,5 +10,5 @@ from harness import Report
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr, bench_conv2, bench_filter, bench_fft):
+    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_filter, bench_fft):
         bench.run(report)

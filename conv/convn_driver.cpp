@@ -100,9 +100,9 @@ void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* fir
         const F* f = static_cast<const F*>(first->data);
         const S* sd = static_cast<const S*>(second->data);
         auto launch = [&](const auto& body) {
-            if (s.parallelDims.empty()) return parallel::launchND(body, g, s.parallelDims, s.grains);
+            if (s.parallelDims.empty()) return parallel::launchND(body, rangeLo, rangeHi, s.parallelDims, s.grains);
             vlmathdsp::ComputationalThreadScope scope;
-            parallel::launchND(body, g, s.parallelDims, s.grains);
+            parallel::launchND(body, rangeLo, rangeHi, s.parallelDims, s.grains);
         };
         if (sparse) launch(parallel::SparseParWrapperND<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});
         else launch(parallel::ParWrapperNDWithPlans<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});

@@ -10,12 +10,14 @@
 #include <oneapi/tbb/blocked_range3d.h>
 
 #include "common/parallel_range.hpp"
+#include "conv/kernels/strided_walk.hpp"
 #include "conv/kernels/walk_nd.hpp"
 
 namespace vfl_conv::parallel {
 
-// Walk: the dense plan walk or the sparse walk of walk_nd.hpp, over a sub-box.
-enum class NDWalk { Plans, Sparse };
+// Walk: the dense plan walk or the sparse walk of walk_nd.hpp over a sub-box; or their sampled
+// forms of strided_walk.hpp, whose ranges count samples.
+enum class NDWalk { Plans, Sparse, StridedDense, StridedSparse };
 
 template <NDWalk Walk, class Op, class Out, class F, class S>
 struct ParWrapperNDBody {
@@ -27,6 +29,7 @@ struct ParWrapperNDBody {
     const S* second;
     size_t n;
     Op op;
+    const Sizes* stride = nullptr;  // the sampled walks only
 
     void operator()(const tbb::blocked_range<uint64_t>& r) const {
         const uint64_t lo[1] = {r.begin()}, hi[1] = {r.end()};
@@ -47,13 +50,28 @@ struct ParWrapperNDBody {
         const ConvGeometry& g = geometry;
         Sizes lo(g.rangeLo.begin(), g.rangeLo.begin() + ptrdiff_t(n)), hi(g.rangeHi.begin(), g.rangeHi.begin() + ptrdiff_t(n));
         Out* o = out;
+        constexpr bool sampled = Walk == NDWalk::StridedDense || Walk == NDWalk::StridedSparse;
         for (size_t k = 0; k < parallelDims.size(); ++k) {
             const size_t p = parallelDims[k];
-            lo[p] = subLo[k], hi[p] = subHi[k];
-            o += int64_t(subLo[k] - g.rangeLo[p]) * g.outStride[p];
+            if constexpr (sampled) {
+                const uint64_t s = (*stride)[p];
+                lo[p] = g.rangeLo[p] + s * subLo[k];
+                hi[p] = std::min(g.rangeLo[p] + s * subHi[k], g.rangeHi[p]);
+                o += int64_t(subLo[k]) * g.outStride[p];
+            } else {
+                lo[p] = subLo[k], hi[p] = subHi[k];
+                o += int64_t(subLo[k] - g.rangeLo[p]) * g.outStride[p];
+            }
         }
-        if constexpr (Walk == NDWalk::Sparse) walkSparse(g, lo, hi, flags, op, o, first, second);
-        else walkPlans(g, lo, hi, flags, op, o, first, second, Op::kFusable);
+        if constexpr (Walk == NDWalk::Sparse) {
+            walkSparse(g, lo, hi, flags, op, o, first, second);
+        } else if constexpr (Walk == NDWalk::Plans) {
+            walkPlans(g, lo, hi, flags, op, o, first, second, Op::kFusable);
+        } else {
+            const StridedWalk<Op, Out, F, S> w{g, *stride, flags, op, lo, hi};
+            if constexpr (Walk == NDWalk::StridedSparse) w.sparse(o, first, second);
+            else w.dense(n - 1, o, first, second);
+        }
     }
 };
 
@@ -61,6 +79,10 @@ template <class Op, class Out, class F, class S>
 using ParWrapperNDWithPlans = ParWrapperNDBody<NDWalk::Plans, Op, Out, F, S>;
 template <class Op, class Out, class F, class S>
 using SparseParWrapperND = ParWrapperNDBody<NDWalk::Sparse, Op, Out, F, S>;
+template <class Op, class Out, class F, class S>
+using StridedParWrapperND = ParWrapperNDBody<NDWalk::StridedDense, Op, Out, F, S>;
+template <class Op, class Out, class F, class S>
+using StridedSparseParWrapperND = ParWrapperNDBody<NDWalk::StridedSparse, Op, Out, F, S>;
 
 // Clamps the box to the full convolution; false when it is empty in some dimension.
 inline bool clampToFull(Sizes& lo, Sizes& hi, const Sizes& firstSize, const Sizes& secondSize) {
@@ -72,24 +94,20 @@ inline bool clampToFull(Sizes& lo, Sizes& hi, const Sizes& firstSize, const Size
     return true;
 }
 
-// Runs the body over the box: serially when parallelDims is empty, else one parallel_for over a
-// range of the first one, two or three parallel dimensions with their grains.
+// Runs the body over the box: serially when parallelDims is empty, else one parallel_for over
+// [lo, hi) of the first one, two or three parallel dimensions with their grains.
 template <class Body>
-void launchND(const Body& body, const ConvGeometry& g, const std::vector<size_t>& parallelDims,
+void launchND(const Body& body, const Sizes& lo, const Sizes& hi, const std::vector<size_t>& parallelDims,
               const std::vector<uint64_t>& grains) {
     const std::vector<size_t>& p = parallelDims;
     if (p.empty()) return body.walk(nullptr, nullptr);
-    auto range = [&](size_t k) { return tbb::blocked_range<uint64_t>(g.rangeLo[p[k]], g.rangeHi[p[k]], grains[k]); };
-    if (p.size() == 1) return vlcommon::runRange(true, range(0), body);
+    if (p.size() == 1) return vlcommon::runRange(true, tbb::blocked_range<uint64_t>(lo[p[0]], hi[p[0]], grains[0]), body);
     if (p.size() == 2)
-        return vlcommon::runRange(true,
-                                  tbb::blocked_range2d<uint64_t>(g.rangeLo[p[0]], g.rangeHi[p[0]], grains[0],
-                                                                 g.rangeLo[p[1]], g.rangeHi[p[1]], grains[1]),
-                                  body);
+        return vlcommon::runRange(
+            true, tbb::blocked_range2d<uint64_t>(lo[p[0]], hi[p[0]], grains[0], lo[p[1]], hi[p[1]], grains[1]), body);
     vlcommon::runRange(true,
-                       tbb::blocked_range3d<uint64_t>(g.rangeLo[p[0]], g.rangeHi[p[0]], grains[0], g.rangeLo[p[1]],
-                                                      g.rangeHi[p[1]], grains[1], g.rangeLo[p[2]], g.rangeHi[p[2]],
-                                                      grains[2]),
+                       tbb::blocked_range3d<uint64_t>(lo[p[0]], hi[p[0]], grains[0], lo[p[1]], hi[p[1]], grains[1],
+                                                      lo[p[2]], hi[p[2]], grains[2]),
                        body);
 }
 

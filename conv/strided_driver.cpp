@@ -1,0 +1,121 @@
+// The sampled driver: the split dimension, the parallel dimensions and the loop order of a
+// sampled box, then the sampled dense or sparse walk for the sixteen pairs of element types.
+#include "conv/strided_driver.hpp"
+
+#include <algorithm>
+#include <numeric>
+
+#include "conv/kernels/conv_op.hpp"
+#include "conv/parallel/wrappers_nd.hpp"
+#include "module/argument_helpers.hpp"
+
+namespace vfl_conv {
+
+namespace {
+
+// Grains in samples: the split dimension's runs 4096 long (8192 complex, a quarter where its
+// outputs are strided); other dimensions 8, or 32 for two-dimensional boxes.
+constexpr uint64_t kCoarseGrain = 4096, kComplexCoarseGrain = 8192, kStridedOutputShrink = 4;
+constexpr uint64_t kFineGrain = 8, kPlaneFineGrain = 32;
+// Boxes whose longest sampled extent is at most this (64 for two dimensions) keep their order.
+constexpr uint64_t kShortExtent = 16, kPlaneShortExtent = 64;
+// A dimension strided by 2 to 256 counts a quarter of its extent when the split is chosen.
+constexpr int64_t kNarrowStrideMin = 2, kNarrowStrideMax = 256;
+constexpr uint64_t kNarrowShare = 4;
+// Dimensions of at most this many samples go outermost.
+constexpr uint64_t kFewSamples = 4;
+constexpr size_t kMaxParallelDims = 3;
+constexpr uint64_t kFewGrains = 4;
+
+template <class V>
+void permute(V& v, const std::vector<size_t>& order) {
+    V copy(v);
+    for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
+}
+
+}  // namespace
+
+void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
+                     const vxArray* second, Sizes secondSize, Sizes stride, bool firstFinite, bool sparse) {
+    const size_t n = rangeLo.size();
+    const bool complex = vxIsComplexFlags(out);
+    const uint64_t fine = n == 2 ? kPlaneFineGrain : kFineGrain;
+    uint64_t coarse = complex ? kComplexCoarseGrain : kCoarseGrain;
+    Sizes count(n);
+    for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
+    Strides outStride = columnMajorStrides(count, 1);
+    Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
+
+    uint64_t maxExtent = 0, best = 0;
+    size_t split = 0;
+    for (size_t d = 0; d < n; ++d) {
+        const uint64_t e = sampleCount(0, std::min(rangeHi[d] - std::min(rangeLo[d], rangeHi[d]), firstSize[d]), stride[d]);
+        maxExtent = std::max(maxExtent, e);
+        if (d == 0) {
+            best = e;
+            continue;
+        }
+        const int64_t w = std::max(std::abs(firstStride[d]), std::abs(outStride[d]));
+        if (w >= kNarrowStrideMin && w <= kNarrowStrideMax && e / kNarrowShare > best) {
+            split = d, best = e / kNarrowShare;
+            continue;
+        }
+        if (e / uint64_t(w) > best) split = d, best = e / uint64_t(w);
+    }
+    if (maxExtent <= kShortExtent) split = 0;
+    if (outStride[split] != 1) coarse /= kStridedOutputShrink;
+
+    auto grainOf = [&](size_t d) { return d == split ? coarse : fine; };
+    auto blocks = [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; };
+    std::vector<size_t> byBlocks(n), parallelDims;
+    std::iota(byBlocks.begin(), byBlocks.end(), size_t(0));
+    std::stable_sort(byBlocks.begin(), byBlocks.end(), [&](size_t a, size_t b) { return blocks(a) > blocks(b); });
+    for (size_t d : byBlocks) {
+        if (parallelDims.size() == kMaxParallelDims || blocks(d) < 2) break;
+        parallelDims.push_back(d);
+    }
+    std::sort(parallelDims.begin(), parallelDims.end());
+
+    if (maxExtent > (n == 2 ? kPlaneShortExtent : kShortExtent)) {
+        auto isParallel = [&](size_t d) { return std::find(parallelDims.begin(), parallelDims.end(), d) != parallelDims.end(); };
+        std::vector<size_t> order;
+        for (size_t d = 0; d < n; ++d)
+            if (!isParallel(d) && count[d] > kFewSamples) order.push_back(d);
+        order.insert(order.end(), parallelDims.begin(), parallelDims.end());
+        for (size_t d = 0; d < n; ++d)
+            if (!isParallel(d) && count[d] <= kFewSamples) order.push_back(d);
+        // Entries of parallelDims keep their numbers: any output dimension may be split.
+        permute(rangeLo, order), permute(rangeHi, order), permute(outStride, order), permute(firstSize, order);
+        permute(firstStride, order), permute(secondSize, order), permute(secondStride, order), permute(stride, order);
+        permute(count, order);
+    }
+    std::vector<uint64_t> grains;
+    for (size_t p : parallelDims) grains.push_back(p == 0 ? coarse : fine);
+    if (grains.size() == 1 && count[parallelDims[0]] / grains[0] + 1 < kFewGrains) grains[0] >>= 1;
+
+    const ConvFlags flags{uint8_t(!firstFinite),
+                          uint8_t(firstStride[0] == 1 && outStride[0] == 1 && stride[0] == 1)};
+    if (!parallel::clampToFull(rangeLo, rangeHi, firstSize, secondSize)) return;
+    for (size_t d = 0; d < n; ++d) count[d] = std::min(count[d], sampleCount(rangeLo[d], rangeHi[d], stride[d]));
+    const ConvGeometry g{rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride};
+    const Sizes zero(n, 0);
+    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
+        using F = typename decltype(a)::type;
+        using S = typename decltype(b)::type;
+        using Out = OutputOf<F, S>;
+        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
+        Out* o = static_cast<Out*>(out->data);
+        const F* f = static_cast<const F*>(first->data);
+        const S* sd = static_cast<const S*>(second->data);
+        auto launch = [&](auto body) {
+            body.stride = &stride;
+            if (parallelDims.empty()) return parallel::launchND(body, zero, count, parallelDims, grains);
+            vlmathdsp::ComputationalThreadScope scope;
+            parallel::launchND(body, zero, count, parallelDims, grains);
+        };
+        if (sparse) launch(parallel::StridedSparseParWrapperND<Op, Out, F, S>{g, flags, parallelDims, o, f, sd, n, Op{}});
+        else launch(parallel::StridedParWrapperND<Op, Out, F, S>{g, flags, parallelDims, o, f, sd, n, Op{}});
+    });
+}
+
+}  // namespace vfl_conv

@@ -120,7 +120,14 @@ def idstn(x, *args):
 
 
 def strided_convn(A, B, *args):
-    """strided_convn(A, B[, stride[, startIndex[, endIndex]]][, option])"""
+    """strided_convn(A, B[, stride[, startIndex[, endIndex]]][, option]): samples of the
+    N-dimensional convolution ("conv", the default) or correlation ("corr": B reversed along its
+    first three dimensions) of A and B. stride: one whole number for every dimension, or one per
+    dimension (default 1). startIndex, endIndex: one-based, inclusive corners of the box of the
+    full result to sample, per dimension from the first (a scalar names dimension 1 only);
+    defaults: the whole full result. The option may stand last at any position from the third.
+    Result element i along d is full-result element startIndex[d] + i * stride[d]; double when A
+    and B are double (other numeric and logical inputs count as double), else single."""
     return call_function("veltra.internal.math.stridedConvn", A, B, *args)
 
 

@@ -18,18 +18,19 @@ constexpr uint64_t kShortExtent = 17;
 // Grains: the split dimension's runs are long (4096, or 1024 where its outputs are strided);
 // other parallel dimensions split in blocks of 8.
 constexpr uint64_t kCoarseGrain = 4096, kStridedCoarseGrain = 1024, kFineGrain = 8;
-// Range types exist for up to three dimensions.
-constexpr size_t kMaxParallelDims = 3;
-// A single split dimension with fewer than this many grains gets grains of half the size.
-constexpr uint64_t kFewGrains = 4;
-
-template <class V>
-void permute(V& v, const std::vector<size_t>& order) {
-    V copy(v);
-    for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
-}
 
 }  // namespace
+
+vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size, bool& early) {
+    using namespace matrix::detail::noninlined::vx_array_api;
+    const vxClassID resultClass = vlmathdsp::classOf(A) == VX_DOUBLE_CLASS && vlmathdsp::classOf(B) == VX_DOUBLE_CLASS
+                                      ? VX_DOUBLE_CLASS
+                                      : VX_SINGLE_CLASS;
+    std::vector<size_t> dims(size.begin(), size.end());
+    early = vxIsEmpty(A) || vxIsEmpty(B) || std::find(size.begin(), size.end(), 0) != size.end();
+    const bool complex = !early && (vxIsComplexFlags(A) || vxIsComplexFlags(B));
+    return vxCreateNumericArray(dims.size(), dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL);
+}
 
 NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
                        Strides& firstStride, Strides& secondStride) {
@@ -73,9 +74,9 @@ NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& 
         std::stable_sort(rest.begin(), rest.end(), [&](size_t a, size_t b) { return extent[a] > extent[b]; });
         order.insert(order.end(), rest.begin(), rest.end());
         for (size_t& p : s.parallelDims) p = size_t(std::find(order.begin(), order.end(), p) - order.begin());
-        permute(rangeLo, order), permute(rangeHi, order), permute(outStride, order), permute(firstSize, order);
-        permute(firstStride, order), permute(secondSize, order), permute(secondStride, order);
-        permute(extent, order);
+        permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
+        permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order);
+        permuteDims(extent, order);
     }
     for (size_t p : s.parallelDims) s.grains.push_back(p == 0 ? coarse : kFineGrain);
     if (s.grains.size() == 1 && extent[s.parallelDims[0]] / s.grains[0] + 1 < kFewGrains) s.grains[0] >>= 1;

@@ -9,6 +9,18 @@
 
 namespace vfl_conv {
 
+// The operand's dimension lengths, padded with 1 to n.
+inline Sizes paddedSizes(const vxArray* a, size_t n) {
+    Sizes s(n, 1);
+    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
+    return s;
+}
+
+// The zero-filled result of a convolution of A and B of the given size: double when both are,
+// else single; complex when either is. `early` is set, and the result real, when A, B or the size
+// is empty: there is nothing to compute.
+vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size, bool& early);
+
 // How a box is cut: the dimensions that are split (positions in the loop order) and their grains.
 struct NDSchedule {
     std::vector<size_t> parallelDims;

@@ -23,17 +23,11 @@ bool singleOrDouble(const vxArray* a) {
     return id == VX_SINGLE_CLASS || id == VX_DOUBLE_CLASS;
 }
 
-Sizes paddedSizes(const vxArray* a, size_t n) {
-    Sizes s(n, 1);
-    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
-    return s;
-}
-
 vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
     const size_t n = std::max(A->numDims, B->numDims);
     if (n < 3) return conv2Core(A, B, shape);
+    using vfl_conv::paddedSizes;
     Sizes firstSize = paddedSizes(A, n), secondSize = paddedSizes(B, n), outSize(n), rangeLo(n), rangeHi(n);
-    bool anyEmpty = false;
     for (size_t d = 0; d < n; ++d) {
         const uint64_t a = firstSize[d], b = secondSize[d];
         if (shape == SHAPE_SAME) {
@@ -45,14 +39,10 @@ vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
             const uint64_t t = b < 2 ? 0 : b - 1;
             outSize[d] = a > t ? a - t : 0, rangeLo[d] = b - 1, rangeHi[d] = a;
         }
-        anyEmpty = anyEmpty || outSize[d] == 0;
     }
-    const vxClassID resultClass =
-        classOf(A) == VX_DOUBLE_CLASS && classOf(B) == VX_DOUBLE_CLASS ? VX_DOUBLE_CLASS : VX_SINGLE_CLASS;
-    std::vector<size_t> dims(outSize.begin(), outSize.end());
-    if (vxIsEmpty(A) || vxIsEmpty(B) || anyEmpty) return vxCreateNumericArray(n, dims.data(), resultClass, vxREAL);
-    const bool complex = vxIsComplexFlags(A) || vxIsComplexFlags(B);
-    vxArray* Y = vxCreateNumericArray(n, dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL);
+    bool early = false;
+    vxArray* Y = vfl_conv::convolutionResult(A, B, outSize, early);
+    if (early) return Y;
 
     // Dimensions where both operands have length 1 describe nothing; at least two stay.
     size_t kept = 0;

@@ -95,28 +95,18 @@ vxArray* reversed(const vxArray* B) {
     return R;
 }
 
-Sizes paddedSizes(const vxArray* a, size_t n) {
-    Sizes s(n, 1);
-    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
-    return s;
-}
-
 vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, const Sizes& stride, const Sizes& rangeLo,
                           const Sizes& rangeHi, bool isCorr) {
     const size_t n = stride.size();
-    Sizes sizeA = paddedSizes(A, n), sizeB = paddedSizes(B, n), outSize(n);
-    bool allUnit = true, anyEmpty = false;
+    Sizes sizeA = vfl_conv::paddedSizes(A, n), sizeB = vfl_conv::paddedSizes(B, n), outSize(n);
+    bool allUnit = true;
     for (size_t d = 0; d < n; ++d) {
         outSize[d] = vfl_conv::sampleCount(rangeLo[d], rangeHi[d], stride[d]);
         allUnit = allUnit && stride[d] == 1;
-        anyEmpty = anyEmpty || outSize[d] == 0;
     }
-    const vxClassID resultClass =
-        classOf(A) == VX_DOUBLE_CLASS && classOf(B) == VX_DOUBLE_CLASS ? VX_DOUBLE_CLASS : VX_SINGLE_CLASS;
-    std::vector<size_t> dims(outSize.begin(), outSize.end());
-    if (vxIsEmpty(A) || vxIsEmpty(B) || anyEmpty) return vxCreateNumericArray(n, dims.data(), resultClass, vxREAL);
-    const bool complex = vxIsComplexFlags(A) || vxIsComplexFlags(B);
-    OwnedArray Y(vxCreateNumericArray(n, dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL));
+    bool early = false;
+    OwnedArray Y(vfl_conv::convolutionResult(A, B, outSize, early));
+    if (early) return Y.release();
     OwnedArray flipped = isCorr ? OwnedArray(reversed(B)) : OwnedArray(const_cast<vxArray*>(B), false);
     B = flipped.get();
 
@@ -144,7 +134,7 @@ void stridedConvnEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs)
     checkArgumentCounts(nlhs, 1, nrhs, 2, 6);
     OwnedArray A = operand(prhs[0]), B = operand(prhs[1]);
     const size_t n = std::max(A->numDims, B->numDims);
-    const Sizes sizeA = paddedSizes(A.get(), n), sizeB = paddedSizes(B.get(), n);
+    const Sizes sizeA = vfl_conv::paddedSizes(A.get(), n), sizeB = vfl_conv::paddedSizes(B.get(), n);
     Sizes stride(n, 1), rangeLo(n, 0), rangeHi(n);
     if (nrhs > 2 && !optionInPlace<VELTRA::stridedConvn::StrideClass>(prhs[2], nrhs, 3)) {
         const std::vector<uint64_t> v = wholeValues<VELTRA::stridedConvn::InvalidStride>(prhs[2], n);

@@ -24,14 +24,6 @@ constexpr int64_t kNarrowStrideMin = 2, kNarrowStrideMax = 256;
 constexpr uint64_t kNarrowShare = 4;
 // Dimensions of at most this many samples go outermost.
 constexpr uint64_t kFewSamples = 4;
-constexpr size_t kMaxParallelDims = 3;
-constexpr uint64_t kFewGrains = 4;
-
-template <class V>
-void permute(V& v, const std::vector<size_t>& order) {
-    V copy(v);
-    for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
-}
 
 }  // namespace
 
@@ -85,9 +77,9 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
         for (size_t d = 0; d < n; ++d)
             if (!isParallel(d) && count[d] <= kFewSamples) order.push_back(d);
         // Entries of parallelDims keep their numbers: any output dimension may be split.
-        permute(rangeLo, order), permute(rangeHi, order), permute(outStride, order), permute(firstSize, order);
-        permute(firstStride, order), permute(secondSize, order), permute(secondStride, order), permute(stride, order);
-        permute(count, order);
+        permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
+        permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order), permuteDims(stride, order);
+        permuteDims(count, order);
     }
     std::vector<uint64_t> grains;
     for (size_t p : parallelDims) grains.push_back(p == 0 ? coarse : fine);

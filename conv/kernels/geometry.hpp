@@ -33,6 +33,18 @@ inline Strides columnMajorStrides(const Sizes& lengths, int64_t start) {
     return s;
 }
 
+// Range types exist for up to three split dimensions.
+constexpr size_t kMaxParallelDims = 3;
+// A single split dimension with fewer than this many grains gets grains of half the size.
+constexpr uint64_t kFewGrains = 4;
+
+// v[i] = v[order[i]]: a vector of the box in a new loop order.
+template <class V>
+void permuteDims(V& v, const std::vector<size_t>& order) {
+    V copy(v);
+    for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
+}
+
 inline Sizes extents(const Sizes& lo, const Sizes& hi) {
     Sizes e(lo.size());
     for (size_t d = 0; d < lo.size(); ++d) e[d] = hi[d] - lo[d];

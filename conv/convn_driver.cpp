@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "conv/kernels/conv_op.hpp"
 #include "conv/parallel/wrappers_nd.hpp"
 #include "module/argument_helpers.hpp"
 
@@ -91,23 +90,12 @@ void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* fir
     const ConvFlags flags{uint8_t(!firstFinite), uint8_t(std::max(firstStride[0], outStride[0]) == 1)};
     if (!parallel::clampToFull(rangeLo, rangeHi, firstSize, secondSize)) return;
     const ConvGeometry g{rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride};
-    const size_t n = rangeLo.size();
-    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
-        using F = typename decltype(a)::type;
-        using S = typename decltype(b)::type;
-        using Out = OutputOf<F, S>;
-        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
-        Out* o = static_cast<Out*>(out->data);
-        const F* f = static_cast<const F*>(first->data);
-        const S* sd = static_cast<const S*>(second->data);
-        auto launch = [&](const auto& body) {
-            if (s.parallelDims.empty()) return parallel::launchND(body, rangeLo, rangeHi, s.parallelDims, s.grains);
-            vlmathdsp::ComputationalThreadScope scope;
-            parallel::launchND(body, rangeLo, rangeHi, s.parallelDims, s.grains);
-        };
-        if (sparse) launch(parallel::SparseParWrapperND<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});
-        else launch(parallel::ParWrapperNDWithPlans<Op, Out, F, S>{g, flags, s.parallelDims, o, f, sd, n, Op{}});
-    });
+    if (sparse)
+        parallel::runNDWalk<parallel::NDWalk::Sparse>(out, first, second, g, flags, s.parallelDims, s.grains, rangeLo,
+                                                      rangeHi);
+    else
+        parallel::runNDWalk<parallel::NDWalk::Plans>(out, first, second, g, flags, s.parallelDims, s.grains, rangeLo,
+                                                     rangeHi);
 }
 
 }  // namespace vfl_conv

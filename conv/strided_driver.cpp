@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "conv/kernels/conv_op.hpp"
 #include "conv/parallel/wrappers_nd.hpp"
-#include "module/argument_helpers.hpp"
 
 namespace vfl_conv {
 
@@ -91,23 +89,12 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
     for (size_t d = 0; d < n; ++d) count[d] = std::min(count[d], sampleCount(rangeLo[d], rangeHi[d], stride[d]));
     const ConvGeometry g{rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride};
     const Sizes zero(n, 0);
-    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
-        using F = typename decltype(a)::type;
-        using S = typename decltype(b)::type;
-        using Out = OutputOf<F, S>;
-        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
-        Out* o = static_cast<Out*>(out->data);
-        const F* f = static_cast<const F*>(first->data);
-        const S* sd = static_cast<const S*>(second->data);
-        auto launch = [&](auto body) {
-            body.stride = &stride;
-            if (parallelDims.empty()) return parallel::launchND(body, zero, count, parallelDims, grains);
-            vlmathdsp::ComputationalThreadScope scope;
-            parallel::launchND(body, zero, count, parallelDims, grains);
-        };
-        if (sparse) launch(parallel::StridedSparseParWrapperND<Op, Out, F, S>{g, flags, parallelDims, o, f, sd, n, Op{}});
-        else launch(parallel::StridedParWrapperND<Op, Out, F, S>{g, flags, parallelDims, o, f, sd, n, Op{}});
-    });
+    if (sparse)
+        parallel::runNDWalk<parallel::NDWalk::StridedSparse>(out, first, second, g, flags, parallelDims, grains, zero,
+                                                             count, &stride);
+    else
+        parallel::runNDWalk<parallel::NDWalk::StridedDense>(out, first, second, g, flags, parallelDims, grains, zero,
+                                                            count, &stride);
 }
 
 }  // namespace vfl_conv

@@ -10,8 +10,10 @@
 #include <oneapi/tbb/blocked_range3d.h>
 
 #include "common/parallel_range.hpp"
+#include "conv/kernels/conv_op.hpp"
 #include "conv/kernels/strided_walk.hpp"
 #include "conv/kernels/walk_nd.hpp"
+#include "module/argument_helpers.hpp"
 
 namespace vfl_conv::parallel {
 
@@ -109,6 +111,28 @@ void launchND(const Body& body, const Sizes& lo, const Sizes& hi, const std::vec
                        tbb::blocked_range3d<uint64_t>(lo[p[0]], hi[p[0]], grains[0], lo[p[1]], hi[p[1]], grains[1],
                                                       lo[p[2]], hi[p[2]], grains[2]),
                        body);
+}
+
+// The walk over the box for the element types of `first` and `second` with VELTRAConvOp,
+// inside the bracket of a parallel region when a dimension is split. The launch ranges are
+// [lo, hi): the box itself, or sample counts for the sampled walks, which take `stride`.
+template <NDWalk Walk>
+void runNDWalk(vxArray* out, const vxArray* first, const vxArray* second, const ConvGeometry& g, const ConvFlags& flags,
+               const std::vector<size_t>& parallelDims, const std::vector<uint64_t>& grains, const Sizes& lo,
+               const Sizes& hi, const Sizes* stride = nullptr) {
+    vlmathdsp::withElementTypes(first, second, [&](auto a, auto b) {
+        using F = typename decltype(a)::type;
+        using S = typename decltype(b)::type;
+        using Out = OutputOf<F, S>;
+        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
+        const ParWrapperNDBody<Walk, Op, Out, F, S> body{g, flags, parallelDims, static_cast<Out*>(out->data),
+                                                         static_cast<const F*>(first->data),
+                                                         static_cast<const S*>(second->data), g.rangeLo.size(), Op{},
+                                                         stride};
+        if (parallelDims.empty()) return launchND(body, lo, hi, parallelDims, grains);
+        vlmathdsp::ComputationalThreadScope scope;
+        launchND(body, lo, hi, parallelDims, grains);
+    });
 }
 
 }  // namespace vfl_conv::parallel

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "conv/convn_driver.hpp"
+#include "conv/gemm_conv5d.hpp"
 #include "conv/kernels/strided_walk.hpp"
 #include "conv/strided_driver.hpp"
 #include "module/argument_helpers.hpp"
@@ -107,13 +108,15 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, const Sizes& strid
     bool early = false;
     OwnedArray Y(vfl_conv::convolutionResult(A, B, outSize, early));
     if (early) return Y.release();
-    OwnedArray flipped = isCorr ? OwnedArray(reversed(B)) : OwnedArray(const_cast<vxArray*>(B), false);
-    B = flipped.get();
-
     const float densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
     bool sparse = false, secondIsB = false;
     if (densityB > densityA && densityA < kSparseDensity) sparse = allFinite(B);
     else if (densityA >= densityB && densityB < kSparseDensity) sparse = allFinite(A), secondIsB = true;
+    if (!sparse && vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr))
+        return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
+    OwnedArray flipped = isCorr ? OwnedArray(reversed(B)) : OwnedArray(const_cast<vxArray*>(B), false);
+    B = flipped.get();
+
     if (!sparse) {
         const vxClassID ca = classOf(A), cb = classOf(B);
         secondIsB = ca != cb ? cb == VX_DOUBLE_CLASS : sizeB[0] < sizeA[0];

@@ -105,6 +105,24 @@ def test_classes_and_complexity(da, db, density):
     assert ints.dtype == np.float64
 
 
+@pytest.mark.parametrize("stride", [[1, 1, 1, 1, 1], [2, 3, 1, 1, 1]])
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_image_batches_by_matrix_products(threads, stride, dtype):
+    """Images (H, W, C, 1, N) against filters (h, w, C, F, 1), correlated over the whole channel
+    overlap: the matrix path, against the plain sum and across thread counts."""
+    rng = np.random.default_rng(6)
+    H, W, C, N, h, w, F = 13, 11, 3, 4, 3, 2, 5
+    A, B = random(rng, (H, W, C, 1, N), dtype), random(rng, (h, w, C, F, 1), dtype)
+    for start, end in (([h, w, C, 1, 1], [H, W, C, F, N]), ([1, 1, C, 1, 1], [H + h - 1, W + w - 1, C, F, N])):
+        threads(1)
+        one = vm.strided_convn(A, B, stride, start, end, "corr")
+        assert_sum_close(one, reference(A.astype(float), B.astype(float), stride, start, end, corr=True), A, B,
+                         dtype == np.float32)
+        for n in (2, 3):
+            threads(n)
+            np.testing.assert_array_equal(vm.strided_convn(A, B, stride, start, end, "corr"), one)
+
+
 def test_inf_and_nan_as_the_plain_sum_gives_them():
     rng = np.random.default_rng(4)
     A = random(rng, (20, 15, 6))

@@ -1,0 +1,21 @@
+// Correlation of an image batch A (H, W, C, 1, N) with a filter bank B (h, w, C, F, 1) by matrix
+// products: for each kernel position one product of the images' rows by channels with the
+// filters' channels by filters.
+#pragma once
+
+#include "conv/kernels/geometry.hpp"
+#include "module/host_interface.hpp"
+
+namespace vfl_conv {
+
+// Whether stridedConvn's box is that layout's: real operands of one class, correlation, the
+// whole channel overlap (one sample at C - 1), every filter and every image, and sizes that the
+// BLAS's 32-bit dimensions hold.
+bool gemmEligible(const vxArray* A, const vxArray* B, const Sizes& sizeA, const Sizes& sizeB, const Sizes& rangeLo,
+                  const Sizes& rangeHi, const Sizes& stride, bool isCorr);
+
+// The result (Y, X, 1, F, N) of such a call, Y and X the sample counts along height and width.
+vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
+                    const Sizes& rangeHi, const Sizes& stride);
+
+}  // namespace vfl_conv

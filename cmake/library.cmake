@@ -5,7 +5,7 @@ add_library(vlmathdsp_core STATIC
   conv/conv2_paths.cpp
   conv/convn_driver.cpp
   conv/convnc.cpp
-  conv/gemm_conv5d.cpp
+  conv/conv5d.cpp
   conv/strided_convn.cpp
   conv/strided_driver.cpp
   conv/kernels/dim_plan.cpp

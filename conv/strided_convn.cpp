@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "conv/convn_driver.hpp"
-#include "conv/gemm_conv5d.hpp"
+#include "conv/conv5d.hpp"
 #include "conv/kernels/strided_walk.hpp"
 #include "conv/strided_driver.hpp"
 #include "module/argument_helpers.hpp"
@@ -112,8 +112,11 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, const Sizes& strid
     bool sparse = false, secondIsB = false;
     if (densityB > densityA && densityA < kSparseDensity) sparse = allFinite(B);
     else if (densityA >= densityB && densityB < kSparseDensity) sparse = allFinite(A), secondIsB = true;
-    if (!sparse && vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr))
-        return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
+    // Image batches against filter banks: matrix products, or runs per non-zero of the sparse one.
+    if (vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr)) {
+        if (!sparse) return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
+        if (allUnit) return vfl_conv::axpyConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, secondIsB);
+    }
     OwnedArray flipped = isCorr ? OwnedArray(reversed(B)) : OwnedArray(const_cast<vxArray*>(B), false);
     B = flipped.get();
 

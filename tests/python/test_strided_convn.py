@@ -107,12 +107,15 @@ def test_classes_and_complexity(da, db, density):
 
 @pytest.mark.parametrize("stride", [[1, 1, 1, 1, 1], [2, 3, 1, 1, 1]])
 @pytest.mark.parametrize("dtype", [np.float64, np.float32])
-def test_image_batches_by_matrix_products(threads, stride, dtype):
+@pytest.mark.parametrize("sparse", ["", "images", "filters"])
+def test_image_batches_by_matrix_products(threads, stride, dtype, sparse):
     """Images (H, W, C, 1, N) against filters (h, w, C, F, 1), correlated over the whole channel
-    overlap: the matrix path, against the plain sum and across thread counts."""
+    overlap: matrix products, or runs per non-zero of a sparse operand (unit strides), against
+    the plain sum and across thread counts."""
     rng = np.random.default_rng(6)
-    H, W, C, N, h, w, F = 13, 11, 3, 4, 3, 2, 5
-    A, B = random(rng, (H, W, C, 1, N), dtype), random(rng, (h, w, C, F, 1), dtype)
+    H, W, C, N, h, w, F = 13, 11, 3, 70, 3, 2, 66  # batch and filters longer than a task's run
+    A = random(rng, (H, W, C, 1, N), dtype, 0.1 if sparse == "images" else 1.0)
+    B = random(rng, (h, w, C, F, 1), dtype, 0.1 if sparse == "filters" else 1.0)
     for start, end in (([h, w, C, 1, 1], [H, W, C, F, N]), ([1, 1, C, 1, 1], [H + h - 1, W + w - 1, C, F, N])):
         threads(1)
         one = vm.strided_convn(A, B, stride, start, end, "corr")

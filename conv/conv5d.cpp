@@ -2,7 +2,7 @@
 // a kernel position (i, j) the images' pixels of one row run form an (N rows) x C matrix with
 // channels N H apart, and the filters a C x F matrix. The result builds up as N, Y, F, X: a run
 // of Y outputs is one taller product (N run rows), one run per kernel row and column.
-#include "conv/gemm_conv5d.hpp"
+#include "conv/conv5d.hpp"
 
 #include <climits>
 #include <vector>
@@ -65,6 +65,43 @@ void correlate(const T* a, const T* b, T* out, uint64_t H, uint64_t W, uint64_t 
     });
 }
 
+// Runs of the fast dimension go to tasks in blocks of this many elements.
+constexpr uint64_t kRunGrain = 64;
+
+// Walks the non-zero elements of the sparse operand S (dims s0..s4), ascending with dimension 0
+// fastest; for each, every output position (y, x) it reaches gets one run along the fast
+// dimension of the permuted dense operand D. `fast` in [f0, f1) is the task's part of that run.
+// bSparse: S is B (h, w, C, F, 1), D is A as N, H, W, C and the result N, Y, X, F; otherwise S
+// is A (H, W, C, 1, N), D is B as F, h, w, C and the result F, Y, X, N.
+template <class T>
+void sparseRuns(const T* S, const Sizes& sizeS, const T* D, T* out, bool bSparse, uint64_t H, uint64_t W, uint64_t h,
+                uint64_t w, uint64_t fastLength, uint64_t Y, uint64_t X, const Sizes& lo, uint64_t f0, uint64_t f1) {
+    const uint64_t s0 = sizeS[0], s1 = sizeS[1], s2 = sizeS[2], s3 = sizeS[3] * sizeS[4];
+    const uint64_t dRows = bSparse ? H : h, dCols = bSparse ? W : w;
+    uint64_t e = 0;
+    for (uint64_t l = 0; l < s3; ++l)
+        for (uint64_t c = 0; c < s2; ++c)
+            for (uint64_t q = 0; q < s1; ++q)
+                for (uint64_t r = 0; r < s0; ++r, ++e) {
+                    const T tap = S[e];
+                    if (tap == T(0)) continue;
+                    // Output y meets image row lo0 + y - (h - 1) + i with filter row i.
+                    for (uint64_t x = 0; x < X; ++x) {
+                        const int64_t px = int64_t(lo[1] + x) - int64_t(w - 1);
+                        const int64_t dc = bSparse ? px + int64_t(q) : int64_t(q) - px;  // D's column
+                        if (dc < 0 || dc >= int64_t(dCols)) continue;
+                        for (uint64_t y = 0; y < Y; ++y) {
+                            const int64_t py = int64_t(lo[0] + y) - int64_t(h - 1);
+                            const int64_t dr = bSparse ? py + int64_t(r) : int64_t(r) - py;
+                            if (dr < 0 || dr >= int64_t(dRows)) continue;
+                            const T* run = D + fastLength * (uint64_t(dr) + dRows * (uint64_t(dc) + dCols * c));
+                            T* target = out + fastLength * (y + Y * (x + X * l));
+                            vlcommon::axpyContiguous(target + f0, run + f0, tap, f1 - f0);
+                        }
+                    }
+                }
+}
+
 }  // namespace
 
 bool gemmEligible(const vxArray* A, const vxArray* B, const Sizes& sizeA, const Sizes& sizeB, const Sizes& rangeLo,
@@ -97,6 +134,30 @@ vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, cons
         });
     }
     return permuted(out.get(), {2, 4, 5, 3, 1});  // Y, X, 1, F, N
+}
+
+vxArray* axpyConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
+                    const Sizes& rangeHi, bool bSparse) {
+    const uint64_t H = sizeA[0], W = sizeA[1], N = sizeA[4], h = sizeB[0], w = sizeB[1], F = sizeB[3];
+    const uint64_t Y = rangeHi[0] - rangeLo[0], X = rangeHi[1] - rangeLo[1];
+    const uint64_t fast = bSparse ? N : F, slow = bSparse ? F : N;
+    // The dense operand with its batch or filter dimension first: A as N, H, W, C; B as F, h, w, C.
+    OwnedArray dense(bSparse ? permuted(A, {5, 1, 2, 3, 4}) : permuted(B, {4, 1, 2, 3, 5}));
+    size_t dims[kLayoutDims] = {fast, Y, X, 1, slow};
+    OwnedArray out(vxCreateNumericArray(kLayoutDims, dims, vlmathdsp::classOf(A), vxREAL));
+    if (fast && slow && Y && X) {
+        vlmathdsp::ComputationalThreadScope scope;
+        vlmathdsp::withRealType(A, [&](auto type) {
+            using T = typename decltype(type)::type;
+            const vxArray* S = bSparse ? B : A;
+            vlcommon::runRange(fast > kRunGrain, uint64_t(0), fast, kRunGrain, [&](const tbb::blocked_range<uint64_t>& r) {
+                sparseRuns(static_cast<const T*>(S->data), bSparse ? sizeB : sizeA, static_cast<const T*>(dense->data),
+                           static_cast<T*>(out->data), bSparse, H, W, h, w, fast, Y, X, rangeLo, r.begin(), r.end());
+            });
+        });
+    }
+    // To Y, X, 1, F, N.
+    return bSparse ? permuted(out.get(), {2, 3, 4, 5, 1}) : permuted(out.get(), {2, 3, 4, 1, 5});
 }
 
 }  // namespace vfl_conv

@@ -1,6 +1,7 @@
-// Correlation of an image batch A (H, W, C, 1, N) with a filter bank B (h, w, C, F, 1) by matrix
-// products: for each kernel position one product of the images' rows by channels with the
-// filters' channels by filters.
+// Correlation of an image batch A (H, W, C, 1, N) with a filter bank B (h, w, C, F, 1): by matrix
+// products (one per kernel position, of the images' rows by channels with the filters' channels
+// by filters), or, when one of them is mostly zeros, by one run along the batch or the filters
+// per non-zero element.
 #pragma once
 
 #include "conv/kernels/geometry.hpp"
@@ -17,5 +18,9 @@ bool gemmEligible(const vxArray* A, const vxArray* B, const Sizes& sizeA, const 
 // The result (Y, X, 1, F, N) of such a call, Y and X the sample counts along height and width.
 vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
                     const Sizes& rangeHi, const Sizes& stride);
+
+// The same with unit strides, walking the non-zero elements of A (bSparse false) or of B.
+vxArray* axpyConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
+                    const Sizes& rangeHi, bool bSparse);
 
 }  // namespace vfl_conv

@@ -45,6 +45,15 @@ void permuteDims(V& v, const std::vector<size_t>& order) {
     for (size_t i = 0; i < order.size(); ++i) v[i] = copy[order[i]];
 }
 
+// Advances a multi-index over the box [lo, hi), dimension 0 fastest; false once past its end.
+inline bool nextIndex(Sizes& counter, const Sizes& lo, const Sizes& hi) {
+    for (size_t d = 0; d < counter.size(); ++d) {
+        if (++counter[d] < hi[d]) return true;
+        counter[d] = lo[d];
+    }
+    return false;
+}
+
 inline Sizes extents(const Sizes& lo, const Sizes& hi) {
     Sizes e(lo.size());
     for (size_t d = 0; d < lo.size(); ++d) e[d] = hi[d] - lo[d];

@@ -97,12 +97,7 @@ struct StridedWalk {
                 }
                 if (!empty) sparseBox(n - 1, out, first, element, i0, i1, counter);
             }
-            size_t d = 0;
-            for (; d < n; ++d) {
-                if (++counter[d] < jHi[d]) break;
-                counter[d] = jLo[d];
-            }
-            if (d == n) return;
+            if (!nextIndex(counter, jLo, jHi)) return;
         }
     }
 };

@@ -126,12 +126,7 @@ void walkSparse(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const C
             }
             if (!empty) boxAxpy(g, flags, op, n - 1, o, f, element, boxLo, boxHi);
         }
-        size_t d = 0;
-        for (; d < n; ++d) {
-            if (++counter[d] < j1[d]) break;
-            counter[d] = j0[d];
-        }
-        if (d == n) return;
+        if (!nextIndex(counter, j0, j1)) return;
     }
 }
 

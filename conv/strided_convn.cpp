@@ -96,13 +96,14 @@ vxArray* reversed(const vxArray* B) {
     return R;
 }
 
-vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, const Sizes& stride, const Sizes& rangeLo,
-                          const Sizes& rangeHi, bool isCorr) {
+vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, const Sizes& rangeLo, Sizes rangeHi,
+                          bool isCorr) {
     const size_t n = stride.size();
     Sizes sizeA = vfl_conv::paddedSizes(A, n), sizeB = vfl_conv::paddedSizes(B, n), outSize(n);
     bool allUnit = true;
     for (size_t d = 0; d < n; ++d) {
         outSize[d] = vfl_conv::sampleCount(rangeLo[d], rangeHi[d], stride[d]);
+        if (outSize[d] == 1) stride[d] = 1, rangeHi[d] = rangeLo[d] + 1;  // one sample: any stride takes it
         allUnit = allUnit && stride[d] == 1;
     }
     bool early = false;

@@ -21,8 +21,8 @@ inline uint64_t sampleCount(uint64_t lo, uint64_t hi, uint64_t s) { return hi > 
 // with lo + i s - j in [0, m). Empty when i1 <= i0.
 inline void reachedSamples(uint64_t j, uint64_t lo, uint64_t count, uint64_t s, uint64_t m, uint64_t& i0,
                            uint64_t& i1) {
-    const uint64_t from = std::max(j, lo);  // the first full-resolution index reached
-    i0 = (from - lo + s - 1) / s;
+    const uint64_t from = std::max(j, lo) - lo;  // the first full-resolution index reached, from lo
+    i0 = from / s + (from % s != 0);
     const uint64_t last = j + m - 1;  // the last one
     i1 = last < lo ? 0 : std::min(count, (last - lo) / s + 1);
 }
@@ -36,6 +36,13 @@ struct StridedWalk {
     const Sizes& lo;
     const Sizes& hi;
 
+    // The first operand's step from one sample to the next along d, for a run of `samples`. A run
+    // of two or more lies within the operand, so the step does too; a single sample needs none
+    // (and its stride may be any size).
+    int64_t sampleStep(size_t d, uint64_t samples) const {
+        return samples > 1 ? g.firstStride[d] * int64_t(stride[d]) : g.firstStride[d];
+    }
+
     void dense(size_t d, Out* out, const F* first, const S* second) const {
         const uint64_t s = stride[d], m = g.firstSize[d], k = g.secondSize[d];
         const uint64_t count = sampleCount(lo[d], hi[d], s);
@@ -48,7 +55,7 @@ struct StridedWalk {
                 reachedSamples(j, lo[0], count, s, m, i0, i1);
                 if (i0 < i1)
                     op(flags, out + int64_t(i0) * g.outStride[0], g.outStride[0],
-                       first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], g.firstStride[0] * int64_t(s),
+                       first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], sampleStep(0, i1 - i0),
                        second + int64_t(j) * g.secondStride[0], i1 - i0);
             }
             return;
@@ -65,7 +72,7 @@ struct StridedWalk {
     // The samples of every dimension that one second-operand element (at `counter`) reaches.
     void sparseBox(size_t d, Out* out, const F* first, const S* tap, const Sizes& i0, const Sizes& i1,
                    const Sizes& counter) const {
-        const int64_t firstStep = g.firstStride[d] * int64_t(stride[d]);
+        const int64_t firstStep = sampleStep(d, i1[d] - i0[d]);
         out += int64_t(i0[d]) * g.outStride[d];
         first += int64_t(lo[d] + i0[d] * stride[d] - counter[d]) * g.firstStride[d];
         if (d == 0) return op(flags, out, g.outStride[0], first, firstStep, tap, i1[0] - i0[0]);

@@ -90,6 +90,16 @@ def test_the_pull_back_and_a_longer_stride_vector():
     assert vm.strided_convn(A, B, 3, 1, 10).size == 4, "box 0 to 10: samples 0, 3, 6, 9"
 
 
+def test_a_stride_too_long_for_a_second_sample_is_taken_as_one():
+    """Found by the fuzzer: a stride of 2**62 overflowed the step between samples (never taken)."""
+    A = np.array([[4.0, 255, 249, 0], [254, 1, 2, 2]])
+    B = np.array([[-1.0, 0, 0, 1, 0, 0, 0, 0]])  # sparse: the sampled sparse walk
+    for stride in (2**62, 2**63, 2.0**64 - 2.0**12):
+        y = vm.strided_convn(A, B, stride)
+        assert y.shape == (1, 1) and y[0, 0] == -4.0
+        np.testing.assert_array_equal(vm.strided_convn(A, B, [1, stride]), reference(A, B, [1, 11])[:, :1])
+
+
 @pytest.mark.parametrize("da,db", [(np.float32, np.float64), (np.float64, np.float32), (np.complex64, np.float64),
                                    (np.float64, np.complex128), (np.complex128, np.complex128)])
 @pytest.mark.parametrize("density", [1.0, 0.2])

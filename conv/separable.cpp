@@ -30,7 +30,7 @@ void separableOf(const vxArray* a, const vxArray* b, const vxArray* C, vxArray* 
     p.window = w;
     p.plan();
 
-    // In the single-vector, double-C pair the first pass always has `a` on the vector side.
+    // Single vectors against a double C: `a` stays the vector side of the first pass.
     constexpr bool mixed = !std::is_same_v<Real<TV>, Real<TC>>;
     p.longRows = !mixed && p.mC > p.na && p.mC > kShortRun;
     p.longCols = p.nC > p.nb && p.nC > kShortRun;

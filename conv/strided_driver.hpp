@@ -1,5 +1,4 @@
-// The driver of a sampled N-dimensional box: result element i along d is element
-// rangeLo[d] + i stride[d] of the full convolution, for those below rangeHi[d].
+// Splits and orders a box of the full convolution that is taken every stride[d] elements.
 #pragma once
 
 #include "conv/kernels/geometry.hpp"

@@ -15,8 +15,7 @@ namespace {
 using namespace matrix::detail::noninlined::vx_array_api;
 using vfl_fft::runPass;
 
-// The length argument: an error for a non-numeric or negative value, a warning for a fraction
-// or more than one element.
+// n: refused when not a number or negative; a fraction or a vector only warns.
 size_t readLength(const vxArray* arg) {
     if (!(arg->flags & VX_FLAG_NUMERIC) && classOf(arg) != VX_LOGICAL_CLASS) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
     const double value = vxGetScalar(arg);

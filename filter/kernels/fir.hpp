@@ -48,8 +48,7 @@ struct vlFilterFIR {
 };
 
 struct vlFilterFIR_FC {
-    // Adds to zf[start, end): the part of zi the data never reached, and the responses that run
-    // past the end of the column.
+    // zf[start, end): what is left of zi after the column, plus the tails of the last samples.
     template <class T>
     void operator()(i64 nb, const T* b, i64 xLen, const T* x, i64 nz, const T* zi, T* out, i64 start, i64 end,
                     bool bCplx, bool xCplx, bool ziCplx, bool outCplx) const {

@@ -3,7 +3,6 @@
 #include "conv/convn_driver.hpp"
 
 #include <algorithm>
-#include <numeric>
 
 #include "conv/parallel/wrappers_nd.hpp"
 #include "module/argument_helpers.hpp"
@@ -49,16 +48,8 @@ NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& 
     const uint64_t coarse = outStride[split] == 1 ? kCoarseGrain : kStridedCoarseGrain;
     auto grainOf = [&](size_t d) { return d == split ? coarse : kFineGrain; };
 
-    // Parallel dimensions: those with the most blocks of their grain, at least two, at most three.
-    std::vector<size_t> byBlocks(n);
-    std::iota(byBlocks.begin(), byBlocks.end(), size_t(0));
-    auto blocks = [&](size_t d) { return grainOf(d) == 1 ? extent[d] : (extent[d] - 1) / grainOf(d) + 1; };
-    std::stable_sort(byBlocks.begin(), byBlocks.end(), [&](size_t a, size_t b) { return blocks(a) > blocks(b); });
     NDSchedule s;
-    for (size_t d : byBlocks) {
-        if (s.parallelDims.size() == kMaxParallelDims || blocks(d) < 2) break;
-        s.parallelDims.push_back(d);
-    }
+    s.parallelDims = mostBlocks(n, [&](size_t d) { return (extent[d] - 1) / grainOf(d) + 1; });
 
     if (maxExtent >= kShortExtent) {
         std::vector<size_t> order{split};
@@ -77,8 +68,7 @@ NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& 
         permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order);
         permuteDims(extent, order);
     }
-    for (size_t p : s.parallelDims) s.grains.push_back(p == 0 ? coarse : kFineGrain);
-    if (s.grains.size() == 1 && extent[s.parallelDims[0]] / s.grains[0] + 1 < kFewGrains) s.grains[0] >>= 1;
+    s.grains = splitGrains(s.parallelDims, extent, coarse, kFineGrain);
     return s;
 }
 

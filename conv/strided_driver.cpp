@@ -3,7 +3,6 @@
 #include "conv/strided_driver.hpp"
 
 #include <algorithm>
-#include <numeric>
 
 #include "conv/parallel/wrappers_nd.hpp"
 
@@ -56,14 +55,8 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
     if (outStride[split] != 1) coarse /= kStridedOutputShrink;
 
     auto grainOf = [&](size_t d) { return d == split ? coarse : fine; };
-    auto blocks = [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; };
-    std::vector<size_t> byBlocks(n), parallelDims;
-    std::iota(byBlocks.begin(), byBlocks.end(), size_t(0));
-    std::stable_sort(byBlocks.begin(), byBlocks.end(), [&](size_t a, size_t b) { return blocks(a) > blocks(b); });
-    for (size_t d : byBlocks) {
-        if (parallelDims.size() == kMaxParallelDims || blocks(d) < 2) break;
-        parallelDims.push_back(d);
-    }
+    std::vector<size_t> parallelDims =
+        mostBlocks(n, [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; });
     std::sort(parallelDims.begin(), parallelDims.end());
 
     if (maxExtent > (n == 2 ? kPlaneShortExtent : kShortExtent)) {
@@ -79,9 +72,7 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
         permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order), permuteDims(stride, order);
         permuteDims(count, order);
     }
-    std::vector<uint64_t> grains;
-    for (size_t p : parallelDims) grains.push_back(p == 0 ? coarse : fine);
-    if (grains.size() == 1 && count[parallelDims[0]] / grains[0] + 1 < kFewGrains) grains[0] >>= 1;
+    const std::vector<uint64_t> grains = splitGrains(parallelDims, count, coarse, fine);
 
     const ConvFlags flags{uint8_t(!firstFinite),
                           uint8_t(firstStride[0] == 1 && outStride[0] == 1 && stride[0] == 1)};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -37,6 +38,30 @@ inline Strides columnMajorStrides(const Sizes& lengths, int64_t start) {
 constexpr size_t kMaxParallelDims = 3;
 // A single split dimension with fewer than this many grains gets grains of half the size.
 constexpr uint64_t kFewGrains = 4;
+
+// The dimensions to split: those with the most blocks(d), at least two each, at most
+// kMaxParallelDims; ties keep the lower dimension first.
+template <class Blocks>
+std::vector<size_t> mostBlocks(size_t n, const Blocks& blocks) {
+    std::vector<size_t> byBlocks(n), chosen;
+    for (size_t d = 0; d < n; ++d) byBlocks[d] = d;
+    std::stable_sort(byBlocks.begin(), byBlocks.end(), [&](size_t a, size_t b) { return blocks(a) > blocks(b); });
+    for (size_t d : byBlocks) {
+        if (chosen.size() == kMaxParallelDims || blocks(d) < 2) break;
+        chosen.push_back(d);
+    }
+    return chosen;
+}
+
+// The grain of each split position: coarse at position 0, fine elsewhere; a lone split with
+// fewer than kFewGrains grains of its extent gets half grains, so that it still balances.
+inline std::vector<uint64_t> splitGrains(const std::vector<size_t>& parallelDims, const Sizes& extent, uint64_t coarse,
+                                         uint64_t fine) {
+    std::vector<uint64_t> grains;
+    for (size_t p : parallelDims) grains.push_back(p == 0 ? coarse : fine);
+    if (grains.size() == 1 && extent[parallelDims[0]] / grains[0] + 1 < kFewGrains) grains[0] >>= 1;
+    return grains;
+}
 
 // v[i] = v[order[i]]: a vector of the box in a new loop order.
 template <class V>

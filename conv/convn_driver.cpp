@@ -19,14 +19,18 @@ constexpr uint64_t kCoarseGrain = 4096, kStridedCoarseGrain = 1024, kFineGrain =
 
 }  // namespace
 
-vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size, bool& early) {
-    using namespace matrix::detail::noninlined::vx_array_api;
+using namespace matrix::detail::noninlined::vx_array_api;
+
+bool nothingToCompute(const vxArray* A, const vxArray* B, const Sizes& size) {
+    return vxIsEmpty(A) || vxIsEmpty(B) || std::find(size.begin(), size.end(), 0) != size.end();
+}
+
+vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size) {
     const vxClassID resultClass = vlmathdsp::classOf(A) == VX_DOUBLE_CLASS && vlmathdsp::classOf(B) == VX_DOUBLE_CLASS
                                       ? VX_DOUBLE_CLASS
                                       : VX_SINGLE_CLASS;
     std::vector<size_t> dims(size.begin(), size.end());
-    early = vxIsEmpty(A) || vxIsEmpty(B) || std::find(size.begin(), size.end(), 0) != size.end();
-    const bool complex = !early && (vxIsComplexFlags(A) || vxIsComplexFlags(B));
+    const bool complex = !nothingToCompute(A, B, size) && (vxIsComplexFlags(A) || vxIsComplexFlags(B));
     return vxCreateNumericArray(dims.size(), dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL);
 }
 

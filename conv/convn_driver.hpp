@@ -16,10 +16,12 @@ inline Sizes paddedSizes(const vxArray* a, size_t n) {
     return s;
 }
 
+// Whether A, B or the result's size is empty: the result is then all zeros.
+bool nothingToCompute(const vxArray* A, const vxArray* B, const Sizes& size);
+
 // The zero-filled result of a convolution of A and B of the given size: double when both are,
-// else single; complex when either is. `early` is set, and the result real, when A, B or the size
-// is empty: there is nothing to compute.
-vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size, bool& early);
+// else single; complex when either is and there is something to compute.
+vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size);
 
 // How a box is cut: the dimensions that are split (positions in the loop order) and their grains.
 struct NDSchedule {

@@ -40,9 +40,8 @@ vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
             outSize[d] = a > t ? a - t : 0, rangeLo[d] = b - 1, rangeHi[d] = a;
         }
     }
-    bool early = false;
-    vxArray* Y = vfl_conv::convolutionResult(A, B, outSize, early);
-    if (early) return Y;
+    vxArray* Y = vfl_conv::convolutionResult(A, B, outSize);
+    if (vfl_conv::nothingToCompute(A, B, outSize)) return Y;
 
     // Dimensions where both operands have length 1 describe nothing; at least two stay.
     size_t kept = 0;

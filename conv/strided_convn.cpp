@@ -106,9 +106,7 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, cons
         if (outSize[d] == 1) stride[d] = 1, rangeHi[d] = rangeLo[d] + 1;  // one sample: any stride takes it
         allUnit = allUnit && stride[d] == 1;
     }
-    bool early = false;
-    OwnedArray Y(vfl_conv::convolutionResult(A, B, outSize, early));
-    if (early) return Y.release();
+    if (vfl_conv::nothingToCompute(A, B, outSize)) return vfl_conv::convolutionResult(A, B, outSize);
     const float densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
     bool sparse = false, secondIsB = false;
     if (densityB > densityA && densityA < kSparseDensity) sparse = allFinite(B);
@@ -118,6 +116,7 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, cons
         if (!sparse) return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
         if (allUnit) return vfl_conv::axpyConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, secondIsB);
     }
+    OwnedArray Y(vfl_conv::convolutionResult(A, B, outSize));
     OwnedArray flipped = isCorr ? OwnedArray(reversed(B)) : OwnedArray(const_cast<vxArray*>(B), false);
     B = flipped.get();
 

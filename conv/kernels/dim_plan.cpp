@@ -19,25 +19,14 @@ void buildTapMajor(ConvDimPlan& p, u64 lo, u64 hi, u64 m, u64 k) {
     u64 tail = jLo + m > hi ? 0 : hi - jLo - m;
     p.runStart = std::min(jLo + m, hi) - std::max(jLo, lo);
 
-    i64 outNeg = 0;
     p.offsetOut = 0;
-    if (so < 0) {
-        outNeg = so;
-        p.offsetOut = -i64(hi - p.runStart - lo) * so;
-    }
-    i64 firstPos = sf;
     p.offsetFirst = sf * i64(top);
-    if (sf < 0) {
-        p.offsetFirst = (i64(top) - i64(m - p.runStart)) * sf;
-        firstPos = 0;
-    }
     p.offsetSecond = ss * i64(jLo);
-    if (ss < 0) p.offsetSecond -= i64(k - 1) * ss;
 
-    p.stepOut1 = outNeg, p.stepFirst1 = -firstPos, p.stepSecond1 = ss;
+    p.stepOut1 = 0, p.stepFirst1 = -sf, p.stepSecond1 = ss;
     p.stepOut2 = 0, p.stepFirst2 = -sf, p.stepSecond2 = ss;
     p.stepOut3 = so, p.stepFirst3 = 0, p.stepSecond3 = ss;
-    p.stepOut4 = so - outNeg, p.stepFirst4 = firstPos - sf, p.stepSecond4 = ss;
+    p.stepOut4 = so, p.stepFirst4 = 0, p.stepSecond4 = ss;
 
     const u64 total = jHi > jLo ? jHi - jLo : 0;
     p.count1 = std::min({total, tail, top});
@@ -57,22 +46,13 @@ void buildOutputMajor(ConvDimPlan& p, u64 lo, u64 hi, u64 m, u64 k) {
     const u64 e = k - 1;
     const u64 aLo = std::max(lo, e), bLo = std::max(lo, m - 1);
     p.runStart = e + lo - aLo - bLo + m;
-    p.offsetOut = so < 0 ? (i64(lo) - i64(hi) + 1) * so : 0;
+    p.offsetOut = 0;
     p.offsetFirst = (i64(aLo) - i64(k) + 1) * sf;
     p.offsetSecond = (i64(bLo) - i64(m) + 1) * ss;
-    i64 firstNeg = 0, secondNeg = 0;
-    if (sf < 0) {
-        firstNeg = sf;
-        p.offsetFirst -= i64(m - p.runStart) * firstNeg;
-    }
-    if (ss < 0) {
-        secondNeg = ss;
-        p.offsetSecond -= i64(k - p.runStart) * secondNeg;
-    }
-    p.stepOut1 = so, p.stepFirst1 = firstNeg, p.stepSecond1 = secondNeg;
+    p.stepOut1 = so, p.stepFirst1 = 0, p.stepSecond1 = 0;
     p.stepOut2 = so, p.stepFirst2 = sf, p.stepSecond2 = 0;
     p.stepOut3 = so, p.stepFirst3 = 0, p.stepSecond3 = ss;
-    p.stepOut4 = so, p.stepFirst4 = sf - firstNeg, p.stepSecond4 = ss - secondNeg;
+    p.stepOut4 = so, p.stepFirst4 = sf, p.stepSecond4 = ss;
 
     const u64 k1 = std::min(hi, std::min(m, k) - 1);
     p.count1 = lo < k1 ? k1 - lo : 0;

@@ -24,7 +24,8 @@ struct DimStrides {
 
 enum PlanOrder : int32_t { ORDER_TAPS = 0, ORDER_OUTPUTS = 1 };
 
-// Plans the output range [lo, hi) of a dimension with operand lengths m (first) and k (second).
+// Plans the output range [lo, hi) of a dimension with operand lengths m (first) and k (second),
+// for positive strides; offsets and steps are element indices times the strides.
 // Tap-major: each iteration is one tap of the second operand over a run of the first.
 // Output-major: each iteration is one output with a run of (first ascending, second descending)
 // pairs.

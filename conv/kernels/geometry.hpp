@@ -79,6 +79,21 @@ inline bool nextIndex(Sizes& counter, const Sizes& lo, const Sizes& hi) {
     return false;
 }
 
+// Operands are handed over by their lowest address; a negative stride walks a dimension from its
+// far end. The walks index from element 0 instead: this moves a pointer there.
+template <class T>
+T* elementZero(T* lowest, const Sizes& size, const Strides& stride) {
+    for (size_t d = 0; d < size.size(); ++d)
+        if (stride[d] < 0 && size[d]) lowest -= int64_t(size[d] - 1) * stride[d];
+    return lowest;
+}
+
+// The lowest address of a run of `length` elements from element pointer p, stepping `stride`.
+template <class T>
+T* runLowest(T* p, int64_t stride, uint64_t length) {
+    return stride < 0 && length ? p + int64_t(length - 1) * stride : p;
+}
+
 inline Sizes extents(const Sizes& lo, const Sizes& hi) {
     Sizes e(lo.size());
     for (size_t d = 0; d < lo.size(); ++d) e[d] = hi[d] - lo[d];

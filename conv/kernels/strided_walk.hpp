@@ -2,10 +2,12 @@
 // the full convolution, for the samples below hi[d]. Dense: from the highest dimension down, each
 // sample's overlapping pairs in ascending second-operand order, and at dimension 0 one inner call
 // per second-operand element over the samples it reaches. Sparse: the same updates for the
-// non-zero elements of the second operand only. Strides are positive.
+// non-zero elements of the second operand only. Pointers are at element 0 of their operand, so
+// an operand's strides may be negative (elementZero); the output's are positive.
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 
 #include "conv/kernels/arith.hpp"
@@ -27,6 +29,13 @@ inline void reachedSamples(uint64_t j, uint64_t lo, uint64_t count, uint64_t s, 
     i1 = last < lo ? 0 : std::min(count, (last - lo) / s + 1);
 }
 
+// Whether an operator takes a sampled dimension 0 whole: op.sampled(flags, out, lo, count, stride,
+// outStride, first, m, firstStride, second, k, secondStride), pointers at element 0.
+template <class Op, class = void>
+struct TakesSampledRuns : std::false_type {};
+template <class Op>
+struct TakesSampledRuns<Op, std::void_t<decltype(&Op::sampled)>> : std::true_type {};
+
 template <class Op, class Out, class F, class S>
 struct StridedWalk {
     const ConvGeometry& g;
@@ -47,16 +56,23 @@ struct StridedWalk {
         const uint64_t s = stride[d], m = g.firstSize[d], k = g.secondSize[d];
         const uint64_t count = sampleCount(lo[d], hi[d], s);
         if (count == 0) return;
+        if constexpr (TakesSampledRuns<Op>::value) {
+            if (d == 0)
+                return op.sampled(flags, out, lo[0], count, s, g.outStride[0], first, m, g.firstStride[0], second, k,
+                                  g.secondStride[0]);
+        }
         if (d == 0) {
             const uint64_t last = lo[0] + (count - 1) * s;
             const uint64_t jLo = lo[0] + 1 > m ? lo[0] + 1 - m : 0, jHi = std::min(k, last + 1);
             for (uint64_t j = jLo; j < jHi; ++j) {
                 uint64_t i0, i1;
                 reachedSamples(j, lo[0], count, s, m, i0, i1);
-                if (i0 < i1)
+                if (i0 < i1) {
+                    const int64_t step = sampleStep(0, i1 - i0);
                     op(flags, out + int64_t(i0) * g.outStride[0], g.outStride[0],
-                       first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], sampleStep(0, i1 - i0),
+                       first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], step,
                        second + int64_t(j) * g.secondStride[0], i1 - i0);
+                }
             }
             return;
         }

@@ -1,11 +1,13 @@
 // The N-dimensional walks over a box of the full convolution: dense, by one plan per dimension
 // (the two innermost dimensions fused into register-blocked sweeps where the runs are
-// contiguous), and sparse, over the non-zero elements of the second operand. Both leave each
-// output's order of sums to the sizes alone: the highest dimension's pairs outermost, the taps
+// contiguous); sparse, over the non-zero elements of the second operand; and plain, recursing
+// down to an operator that takes dimension 0 whole. All leave each output's order of sums to the
+// sizes alone: the highest dimension's pairs outermost, the taps
 // of dimension 0 innermost, second-operand indices ascending.
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "conv/kernels/conv_flags.hpp"
@@ -22,8 +24,23 @@ inline int32_t planOrder(size_t d, uint64_t firstLength, uint64_t secondLength) 
     return (firstLength == 1) != (secondLength == 1) ? ORDER_TAPS : ORDER_OUTPUTS;
 }
 
+// The plan of a dimension in element indices: built on the strides' magnitudes, then each
+// pointer's offsets and steps take its stride's sign, so that from element 0 of an operand a
+// negative stride reads it backwards.
+inline void planDimension(ConvDimPlan& plan, uint64_t lo, uint64_t hi, const DimStrides& s, uint64_t m, uint64_t k,
+                          int32_t order) {
+    buildDimPlan(plan, lo, hi, {std::abs(s.out), std::abs(s.first), std::abs(s.second)}, m, k, order);
+    const int64_t so = s.out < 0 ? -1 : 1, sf = s.first < 0 ? -1 : 1, ss = s.second < 0 ? -1 : 1;
+    plan.offsetOut *= so, plan.offsetFirst *= sf, plan.offsetSecond *= ss;
+    plan.strideOut *= so, plan.strideFirst *= sf, plan.strideSecond *= ss;
+    for (int64_t* step : {&plan.stepOut1, &plan.stepOut2, &plan.stepOut3, &plan.stepOut4}) *step *= so;
+    for (int64_t* step : {&plan.stepFirst1, &plan.stepFirst2, &plan.stepFirst3, &plan.stepFirst4}) *step *= sf;
+    for (int64_t* step : {&plan.stepSecond1, &plan.stepSecond2, &plan.stepSecond3, &plan.stepSecond4}) *step *= ss;
+}
+
 // Op: op(flags, out, outStride, first, firstStride, second, length) adds second * first[i
-// firstStride] into out[i outStride] for i below length. Fused: whether the two innermost
+// firstStride] into out[i outStride] for i below length; out and first point at element 0 of
+// their runs. Fused: whether the two innermost
 // dimensions may run as the sweeps of fused.hpp, which give the bits of those calls.
 template <class Op, class Out, class F, class S>
 struct PlanWalk {
@@ -72,15 +89,16 @@ struct PlanWalk {
     }
 };
 
-// Plans the box [lo, hi) and walks it; `out` points at the box's first element.
+// Plans the box [lo, hi) and walks it; `out` points at the box's first element, the operands at
+// their element 0.
 template <class Op, class Out, class F, class S>
 void walkPlans(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const ConvFlags& flags, const Op& op, Out* out,
                const F* first, const S* second, bool fusable) {
     const size_t n = lo.size();
     std::vector<ConvDimPlan> plans(n);
     for (size_t d = 0; d < n; ++d)
-        buildDimPlan(plans[d], lo[d], hi[d], {g.outStride[d], g.firstStride[d], g.secondStride[d]}, g.firstSize[d],
-                     g.secondSize[d], planOrder(d, g.firstSize[d], g.secondSize[d]));
+        planDimension(plans[d], lo[d], hi[d], {g.outStride[d], g.firstStride[d], g.secondStride[d]}, g.firstSize[d],
+                      g.secondSize[d], planOrder(d, g.firstSize[d], g.secondSize[d]));
     const bool fused = fusable && n >= 2 && flags.unitStride && g.outStride[0] == 1 && g.firstStride[0] == 1 &&
                        g.secondStride[0] == 1;
     const PlanWalk<Op, Out, F, S> walk{flags, op, plans.data(), lo[0], hi[0], g.firstSize[0], g.secondSize[0], fused};
@@ -88,6 +106,7 @@ void walkPlans(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const Co
 }
 
 // The output box of one tap, from the highest dimension down, one op call per run of dimension 0.
+// Pointers here are at element 0 of their operand or box (elementZero).
 template <class Op, class Out, class F, class S>
 void boxAxpy(const ConvGeometry& g, const ConvFlags& flags, const Op& op, size_t d, Out* out, const F* first,
              const S* tap, const Sizes& boxLo, const Sizes& boxHi) {
@@ -98,7 +117,7 @@ void boxAxpy(const ConvGeometry& g, const ConvFlags& flags, const Op& op, size_t
 
 // The sparse walk over the box [lo, hi): for each non-zero element of the second operand (NaN
 // included), ascending with dimension 0 fastest, one op call per run of dimension 0 of the
-// output box it reaches. `out` points at the box's first element; strides are positive.
+// output box it reaches. `out` points at element 0 of the box, the operands at their element 0.
 template <class Op, class Out, class F, class S>
 void walkSparse(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const ConvFlags& flags, const Op& op, Out* out,
                 const F* first, const S* second) {
@@ -127,6 +146,25 @@ void walkSparse(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const C
             if (!empty) boxAxpy(g, flags, op, n - 1, o, f, element, boxLo, boxHi);
         }
         if (!nextIndex(counter, j0, j1)) return;
+    }
+}
+
+// The plain walk over the box [lo, hi): from the highest dimension down, each output's pairs in
+// ascending second-operand order; dimension 0 goes whole to the operator's range entry,
+// op(flags, out, lo, hi, outStride, first, m, firstStride, second, k, secondStride), with out at
+// the element of lo and the operands at their lowest addresses. Pointers are at element 0.
+template <class Op, class Out, class F, class S>
+void walkRecursive(const ConvGeometry& g, const Sizes& lo, const Sizes& hi, const ConvFlags& flags, const Op& op,
+                   size_t d, Out* out, const F* first, const S* second) {
+    const uint64_t m = g.firstSize[d], k = g.secondSize[d];
+    if (d == 0)
+        return op(flags, out, lo[0], hi[0], g.outStride[0], runLowest(first, g.firstStride[0], m), m, g.firstStride[0],
+                  runLowest(second, g.secondStride[0], k), k, g.secondStride[0]);
+    for (uint64_t i = lo[d]; i < hi[d]; ++i, out += g.outStride[d]) {
+        const uint64_t jLo = i + 1 > m ? i + 1 - m : 0, jHi = std::min(k, i + 1);
+        for (uint64_t j = jLo; j < jHi; ++j)
+            walkRecursive(g, lo, hi, flags, op, d - 1, out, first + int64_t(i - j) * g.firstStride[d],
+                          second + int64_t(j) * g.secondStride[d]);
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 
 #include <oneapi/tbb/blocked_range.h>
@@ -17,9 +18,18 @@
 
 namespace vfl_conv::parallel {
 
-// Walk: the dense plan walk or the sparse walk of walk_nd.hpp over a sub-box; or their sampled
-// forms of strided_walk.hpp, whose ranges count samples.
-enum class NDWalk { Plans, Sparse, StridedDense, StridedSparse };
+// Walk: the dense plan walk, the sparse walk or the plain walk of walk_nd.hpp over a sub-box; or
+// the sampled forms of strided_walk.hpp, whose ranges count samples.
+enum class NDWalk { Plans, Sparse, Plain, StridedDense, StridedSparse };
+
+// Whether an operator's runs may go through the fused sweeps (Op::kFusable).
+template <class Op, class = void>
+struct Fusable : std::false_type {};
+template <class Op>
+struct Fusable<Op, std::void_t<decltype(Op::kFusable)>> : std::bool_constant<Op::kFusable> {};
+
+// Operands are given by their lowest addresses; their strides may be negative. Output strides
+// are positive, and `out` is the box's first element.
 
 template <NDWalk Walk, class Op, class Out, class F, class S>
 struct ParWrapperNDBody {
@@ -65,14 +75,20 @@ struct ParWrapperNDBody {
                 o += int64_t(subLo[k] - g.rangeLo[p]) * g.outStride[p];
             }
         }
-        if constexpr (Walk == NDWalk::Sparse) {
-            walkSparse(g, lo, hi, flags, op, o, first, second);
-        } else if constexpr (Walk == NDWalk::Plans) {
-            walkPlans(g, lo, hi, flags, op, o, first, second, Op::kFusable);
+        const F* f0 = elementZero(first, g.firstSize, g.firstStride);
+        const S* s0 = elementZero(second, g.secondSize, g.secondStride);
+        if constexpr (Walk == NDWalk::Plans) {
+            walkPlans(g, lo, hi, flags, op, o, f0, s0, Fusable<Op>::value);
         } else {
-            const StridedWalk<Op, Out, F, S> w{g, *stride, flags, op, lo, hi};
-            if constexpr (Walk == NDWalk::StridedSparse) w.sparse(o, first, second);
-            else w.dense(n - 1, o, first, second);
+            if constexpr (Walk == NDWalk::Sparse) {
+                walkSparse(g, lo, hi, flags, op, o, f0, s0);
+            } else if constexpr (Walk == NDWalk::Plain) {
+                walkRecursive(g, lo, hi, flags, op, n - 1, o, f0, s0);
+            } else {
+                const StridedWalk<Op, Out, F, S> w{g, *stride, flags, op, lo, hi};
+                if constexpr (Walk == NDWalk::StridedSparse) w.sparse(o, f0, s0);
+                else w.dense(n - 1, o, f0, s0);
+            }
         }
     }
 };
@@ -81,6 +97,8 @@ template <class Op, class Out, class F, class S>
 using ParWrapperNDWithPlans = ParWrapperNDBody<NDWalk::Plans, Op, Out, F, S>;
 template <class Op, class Out, class F, class S>
 using SparseParWrapperND = ParWrapperNDBody<NDWalk::Sparse, Op, Out, F, S>;
+template <class Op, class Out, class F, class S>
+using ParWrapperND = ParWrapperNDBody<NDWalk::Plain, Op, Out, F, S>;
 template <class Op, class Out, class F, class S>
 using StridedParWrapperND = ParWrapperNDBody<NDWalk::StridedDense, Op, Out, F, S>;
 template <class Op, class Out, class F, class S>
@@ -113,9 +131,19 @@ void launchND(const Body& body, const Sizes& lo, const Sizes& hi, const std::vec
                        body);
 }
 
-// The walk over the box for the element types of `first` and `second` with VELTRAConvOp,
-// inside the bracket of a parallel region when a dimension is split. The launch ranges are
-// [lo, hi): the box itself, or sample counts for the sampled walks, which take `stride`.
+// Walks the box with `op`, serially when parallelDims is empty. The launch ranges are [lo, hi):
+// the box itself, or sample counts for the sampled walks, which take `stride`.
+template <NDWalk Walk, class Op, class Out, class F, class S>
+void runWalk(const Op& op, Out* out, const F* first, const S* second, const ConvGeometry& g, const ConvFlags& flags,
+             const std::vector<size_t>& parallelDims, const std::vector<uint64_t>& grains, const Sizes& lo,
+             const Sizes& hi, const Sizes* stride = nullptr) {
+    const ParWrapperNDBody<Walk, Op, Out, F, S> body{g, flags, parallelDims, out, first, second, g.rangeLo.size(), op,
+                                                     stride};
+    launchND(body, lo, hi, parallelDims, grains);
+}
+
+// The walk for the element types of `first` and `second` with VELTRAConvOp, inside the bracket
+// of a parallel region when a dimension is split.
 template <NDWalk Walk>
 void runNDWalk(vxArray* out, const vxArray* first, const vxArray* second, const ConvGeometry& g, const ConvFlags& flags,
                const std::vector<size_t>& parallelDims, const std::vector<uint64_t>& grains, const Sizes& lo,
@@ -124,14 +152,14 @@ void runNDWalk(vxArray* out, const vxArray* first, const vxArray* second, const 
         using F = typename decltype(a)::type;
         using S = typename decltype(b)::type;
         using Out = OutputOf<F, S>;
-        using Op = VELTRAConvOp<F, S, KIND_AXPY>;
-        const ParWrapperNDBody<Walk, Op, Out, F, S> body{g, flags, parallelDims, static_cast<Out*>(out->data),
-                                                         static_cast<const F*>(first->data),
-                                                         static_cast<const S*>(second->data), g.rangeLo.size(), Op{},
-                                                         stride};
-        if (parallelDims.empty()) return launchND(body, lo, hi, parallelDims, grains);
+        auto run = [&] {
+            runWalk<Walk>(VELTRAConvOp<F, S, KIND_AXPY>{}, static_cast<Out*>(out->data),
+                          static_cast<const F*>(first->data), static_cast<const S*>(second->data), g, flags,
+                          parallelDims, grains, lo, hi, stride);
+        };
+        if (parallelDims.empty()) return run();
         vlmathdsp::ComputationalThreadScope scope;
-        launchND(body, lo, hi, parallelDims, grains);
+        run();
     });
 }
 

@@ -56,12 +56,24 @@ struct StridedWalk {
         const uint64_t s = stride[d], m = g.firstSize[d], k = g.secondSize[d];
         const uint64_t count = sampleCount(lo[d], hi[d], s);
         if (count == 0) return;
-        if constexpr (TakesSampledRuns<Op>::value) {
-            if (d == 0)
-                return op.sampled(flags, out, lo[0], count, s, g.outStride[0], first, m, g.firstStride[0], second, k,
-                                  g.secondStride[0]);
+        if (d == 0) return sampledRuns(out, first, second, count);
+        for (uint64_t i = 0; i < count; ++i) {
+            const uint64_t p = lo[d] + i * s;
+            const uint64_t jLo = p + 1 > m ? p + 1 - m : 0, jHi = std::min(k, p + 1);
+            for (uint64_t j = jLo; j < jHi; ++j)
+                dense(d - 1, out + int64_t(i) * g.outStride[d], first + int64_t(p - j) * g.firstStride[d],
+                      second + int64_t(j) * g.secondStride[d]);
         }
-        if (d == 0) {
+    }
+
+    // Dimension 0: the operator's own sampled entry, or one run entry per second-operand element
+    // over the samples it reaches.
+    void sampledRuns(Out* out, const F* first, const S* second, uint64_t count) const {
+        const uint64_t s = stride[0], m = g.firstSize[0], k = g.secondSize[0];
+        if constexpr (TakesSampledRuns<Op>::value) {
+            op.sampled(flags, out, lo[0], count, s, g.outStride[0], first, m, g.firstStride[0], second, k,
+                       g.secondStride[0]);
+        } else {
             const uint64_t last = lo[0] + (count - 1) * s;
             const uint64_t jLo = lo[0] + 1 > m ? lo[0] + 1 - m : 0, jHi = std::min(k, last + 1);
             for (uint64_t j = jLo; j < jHi; ++j) {
@@ -74,14 +86,6 @@ struct StridedWalk {
                        second + int64_t(j) * g.secondStride[0], i1 - i0);
                 }
             }
-            return;
-        }
-        for (uint64_t i = 0; i < count; ++i) {
-            const uint64_t p = lo[d] + i * s;
-            const uint64_t jLo = p + 1 > m ? p + 1 - m : 0, jHi = std::min(k, p + 1);
-            for (uint64_t j = jLo; j < jHi; ++j)
-                dense(d - 1, out + int64_t(i) * g.outStride[d], first + int64_t(p - j) * g.firstStride[d],
-                      second + int64_t(j) * g.secondStride[d]);
         }
     }
 

@@ -136,6 +136,20 @@ def test_image_batches_by_matrix_products(threads, stride, dtype, sparse):
             np.testing.assert_array_equal(vm.strided_convn(A, B, stride, start, end, "corr"), one)
 
 
+def test_image_batches_with_runs_of_taps_longer_than_one_product():
+    """Many channels make a product's share of taps short: a run of taps takes several products.
+    The oracle sums the padded images, shifted per tap, against each tap's filters."""
+    rng = np.random.default_rng(7)
+    H, W, C, N, h, w, F = 12, 3, 512, 2, 11, 2, 8
+    A, B = random(rng, (H, W, C, 1, N)), random(rng, (h, w, C, F, 1))
+    padded = np.pad(A[:, :, :, 0, :], ((h - 1, h - 1), (w - 1, w - 1), (0, 0), (0, 0)))
+    stride = [2, 1, 1, 1, 1]
+    want = sum(np.einsum("yxcn,cf->yxfn", padded[u:u + H + h - 1:2, v:v + W + w - 1], B[u, v, :, :, 0])
+               for u in range(h) for v in range(w))
+    got = vm.strided_convn(A, B, stride, [1, 1, C, 1, 1], [H + h - 1, W + w - 1, C, F, N], "corr")
+    np.testing.assert_allclose(got[:, :, 0], want, rtol=1e-12, atol=1e-10)
+
+
 def test_inf_and_nan_as_the_plain_sum_gives_them():
     rng = np.random.default_rng(4)
     A = random(rng, (20, 15, 6))

@@ -1,0 +1,86 @@
+// Operators whose elements are matrices or vectors, for the N-dimensional walks: every element of
+// an operand is a block, and one update of the walk is a matrix product or a vector axpy.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "common/exact_arith.hpp"
+#include "conv/kernels/conv_flags.hpp"
+#include "module/blas.hpp"
+
+namespace vfl_conv {
+
+// Matrix parameters of one block product, C (m by n) += op(A) (m by k) op(B) (k by n).
+struct GemmShape {
+    int64_t k, n, mUnit, ldc, lda, ldb;
+    char transA, transB;
+};
+
+// The run entry of the plan walks: `length` output blocks against as many first-operand blocks,
+// all with one second-operand block (k by n). A block of out and of first is mUnit rows; when
+// consecutive blocks follow each other by mUnit rows, the run is one product of mUnit * length
+// rows, else one product per block.
+template <class T>
+struct ColumnGemmFunctor {
+    GemmShape s;
+
+    void operator()(const ConvFlags&, T* out, ptrdiff_t outStride, const T* first, ptrdiff_t firstStride,
+                    const T* second, size_t length) const {
+        if (outStride == s.mUnit && firstStride == s.mUnit) {
+            vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit * int64_t(length), s.n, s.k, first, s.lda, second, s.ldb,
+                               out, s.ldc);
+            return;
+        }
+        for (size_t i = 0; i < length; ++i)
+            vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit, s.n, s.k, first + ptrdiff_t(i) * firstStride, s.lda,
+                               second, s.ldb, out + ptrdiff_t(i) * outStride, s.ldc);
+    }
+};
+
+// The sampled entry of the strided walks: each output sample of dimension 0 is one block, the
+// sum over its overlapping taps of second block times first block. Blocks are `blockRows` deep
+// (the inner dimension) and consecutive taps lie next to each other in memory, the second
+// operand walked backwards, so a run of taps is one product with k = blockRows * taps, at most
+// `tile` taps per call.
+template <class T>
+struct RowGemmFunctor {
+    GemmShape s;
+    int64_t blockRows, tile;
+
+    void sampled(const ConvFlags&, T* out, uint64_t lo, uint64_t count, uint64_t stride, int64_t outStride,
+                 const T* first, uint64_t m, int64_t firstStride, const T* second, uint64_t k,
+                 int64_t secondStride) const {
+        for (uint64_t c = 0; c < count; ++c) {
+            const uint64_t p = lo + c * stride;
+            const uint64_t jLo = p + 1 > m ? p + 1 - m : 0, jHi = std::min(k, p + 1);
+            if (jLo >= jHi) continue;
+            // The lowest addresses of the run: its last tap of the second, its first of the first.
+            const T* a = second + int64_t(jHi - 1) * secondStride;
+            const T* b = first + int64_t(p - (jHi - 1)) * firstStride;
+            for (uint64_t done = 0, taps = jHi - jLo; done < taps; done += uint64_t(tile)) {
+                const int64_t u = int64_t(std::min<uint64_t>(taps - done, uint64_t(tile)));
+                vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit, s.n, blockRows * u, a, s.lda, b, s.ldb,
+                                   out + int64_t(c) * outStride, s.ldc);
+                a -= u * secondStride, b += u * firstStride;
+            }
+        }
+    }
+};
+
+// The run entry of the sparse walk where every element is a vector: out[i outStride + f] +=
+// *second first[i firstStride + f] for f in [from, to), the part of the vectors of one task.
+template <class T>
+struct ExtendedAXPY {
+    uint64_t from, to;
+
+    void operator()(const ConvFlags&, T* out, ptrdiff_t outStride, const T* first, ptrdiff_t firstStride,
+                    const T* second, size_t length) const {
+        for (size_t i = 0; i < length; ++i)
+            vlcommon::axpyContiguous(out + ptrdiff_t(i) * outStride + from, first + ptrdiff_t(i) * firstStride + from,
+                                     *second, to - from);
+    }
+};
+
+}  // namespace vfl_conv

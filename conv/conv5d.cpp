@@ -61,8 +61,10 @@ bool gemmEligible(const vxArray* A, const vxArray* B, const Sizes& sizeA, const 
     return N <= limit && H <= limit && Y <= limit && N * H <= limit && N * Y <= limit && F <= limit && C <= limit;
 }
 
-vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
-                    const Sizes& rangeHi, const Sizes& stride) {
+namespace {
+
+vxArray* matrixCorrelation(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB,
+                           const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& stride) {
     const uint64_t H = sizeA[0], W = sizeA[1], C = sizeA[2], N = sizeA[4], h = sizeB[0], w = sizeB[1], F = sizeB[3];
     const uint64_t Y = sampleCount(rangeLo[0], rangeHi[0], stride[0]), X = sampleCount(rangeLo[1], rangeHi[1], stride[1]);
     const bool unit = stride[0] == 1 && stride[1] == 1;
@@ -105,6 +107,18 @@ vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, cons
     }
     // To Y, X, 1, F, N.
     return unit ? permuted(out.get(), {2, 4, 5, 3, 1}) : permuted(out.get(), {3, 4, 5, 1, 2});
+}
+
+}  // namespace
+
+vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
+                    const Sizes& rangeHi) {
+    return matrixCorrelation(A, sizeA, B, sizeB, rangeLo, rangeHi, Sizes(kLayoutDims, 1));
+}
+
+vxArray* gemmConv5DStrided(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB,
+                           const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& stride) {
+    return matrixCorrelation(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
 }
 
 vxArray* axpyConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,

@@ -15,9 +15,12 @@ namespace vfl_conv {
 bool gemmEligible(const vxArray* A, const vxArray* B, const Sizes& sizeA, const Sizes& sizeB, const Sizes& rangeLo,
                   const Sizes& rangeHi, const Sizes& stride, bool isCorr);
 
-// The result (Y, X, 1, F, N) of such a call, Y and X the sample counts along height and width.
+// The result (Y, X, 1, F, N) of such a call with unit strides, and with any strides; Y and X are
+// the sample counts along height and width.
 vxArray* gemmConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,
-                    const Sizes& rangeHi, const Sizes& stride);
+                    const Sizes& rangeHi);
+vxArray* gemmConv5DStrided(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB,
+                           const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& stride);
 
 // The same with unit strides, walking the non-zero elements of A (bSparse false) or of B.
 vxArray* axpyConv5D(const vxArray* A, const Sizes& sizeA, const vxArray* B, const Sizes& sizeB, const Sizes& rangeLo,

@@ -113,7 +113,8 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, cons
     else if (densityA >= densityB && densityB < kSparseDensity) sparse = allFinite(A), secondIsB = true;
     // Image batches against filter banks: matrix products, or runs per non-zero of the sparse one.
     if (vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr)) {
-        if (!sparse) return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
+        if (!sparse && allUnit) return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi);
+        if (!sparse) return vfl_conv::gemmConv5DStrided(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
         if (allUnit) return vfl_conv::axpyConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, secondIsB);
     }
     OwnedArray Y(vfl_conv::convolutionResult(A, B, outSize));

@@ -106,6 +106,21 @@ def fft_cases():
     }
 
 
+def convn_cases():
+    vol, k5 = fortran((64, 48, 40), 10), rng(11).standard_normal((5, 5, 5))
+    sparse9 = rng(12).standard_normal((9, 9, 9)) * (rng(13).random((9, 9, 9)) < 0.05)
+    img, k7 = fortran((512, 512), 14), rng(15).standard_normal((7, 7))
+    images, filters = fortran((20, 18, 8, 1, 12), 16), fortran((3, 3, 8, 10, 1), 17)
+    sparse_filters = np.asfortranarray(filters * (rng(18).random(filters.shape) < 0.1))
+    box = ([3, 3, 8, 1, 1], [20, 18, 8, 10, 12])
+    return {"convn same": lambda: vm.convn(vol, k5, "same"),
+            "convn sparse": lambda: vm.convn(vol, sparse9, "same"),
+            "strided corr": lambda: vm.strided_convn(img, k7, [2, 2], "corr"),
+            "strided batch unit": lambda: vm.strided_convn(images, filters, [1, 1, 1, 1, 1], *box, "corr"),
+            "strided batch sampled": lambda: vm.strided_convn(images, filters, [2, 3, 1, 1, 1], *box, "corr"),
+            "strided batch sparse": lambda: vm.strided_convn(images, sparse_filters, [1, 1, 1, 1, 1], *box, "corr")}
+
+
 def ltitr_cases():
     g = rng(0)
     n, m, L = 64, 4, 20000
@@ -128,7 +143,7 @@ def digest(result):
 
 def compute():
     out = {}
-    for cases in (conv2_cases, filter_cases, fft_cases, ltitr_cases):
+    for cases in (conv2_cases, convn_cases, filter_cases, fft_cases, ltitr_cases):
         for name, call in cases().items():
             per_threads = []
             for threads in (1, 2):

@@ -5,6 +5,7 @@ add_library(vlmathdsp_core STATIC
   conv/conv2_paths.cpp
   conv/convn_driver.cpp
   conv/convnc.cpp
+  conv/batch_correlation.cpp
   conv/conv5d.cpp
   conv/strided_convn.cpp
   conv/strided_driver.cpp
@@ -22,6 +23,8 @@ add_library(vlmathdsp_core STATIC
   module/builtin_table.cpp
   module/registration.cpp
   module/unavailable.cpp
+  network/arguments.cpp
+  network/conv_forward.cpp
   statespace/ltitr.cpp)
 target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)

@@ -19,23 +19,23 @@ struct GemmShape {
 };
 
 // The run entry of the plan walks: `length` output blocks against as many first-operand blocks,
-// all with one second-operand block (k by n). A block of out and of first is mUnit rows; when
-// consecutive blocks follow each other by mUnit rows, the run is one product of mUnit * length
-// rows, else one product per block.
+// all with one second-operand block: C (mUnit by n) += op(A) op(B) with A the second block, B
+// the first's, C the output's. When consecutive blocks of out and first follow each other in
+// memory (n columns apart), the run is one product of n * length columns, else one per block.
 template <class T>
 struct ColumnGemmFunctor {
     GemmShape s;
 
     void operator()(const ConvFlags&, T* out, ptrdiff_t outStride, const T* first, ptrdiff_t firstStride,
                     const T* second, size_t length) const {
-        if (outStride == s.mUnit && firstStride == s.mUnit) {
-            vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit * int64_t(length), s.n, s.k, first, s.lda, second, s.ldb,
-                               out, s.ldc);
-            return;
-        }
+        if (outStride == s.ldc * s.n && firstStride == s.ldb * s.n) return product(out, first, second, length);
         for (size_t i = 0; i < length; ++i)
-            vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit, s.n, s.k, first + ptrdiff_t(i) * firstStride, s.lda,
-                               second, s.ldb, out + ptrdiff_t(i) * outStride, s.ldc);
+            product(out + ptrdiff_t(i) * outStride, first + ptrdiff_t(i) * firstStride, second, 1);
+    }
+
+    void product(T* out, const T* first, const T* second, size_t blocks) const {
+        vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit, s.n * int64_t(blocks), s.k, second, s.lda, first, s.ldb, out,
+                           s.ldc);
     }
 };
 

@@ -6,7 +6,18 @@ _TRANSFORM = "veltra.internal.math.transform."
 
 
 def conv_forward(input, filters, *rest):
-    """Network convolution: conv_forward(input, filters[, padding[, stride]])."""
+    """conv_forward(input, filters[, padding[, stride]]): the forward pass of a convolution layer.
+
+    input: images (H, W, C, N), column-major, single or double; fewer dimensions count as 1
+    (a matrix is one single-channel image). filters: (kH, kW, C, F) of the same class. padding:
+    four whole numbers, rows before, columns before, rows after, columns after (default 0);
+    stride: two, rows and columns (default 1). The result (oH, oW, F, N) is the cross-correlation
+    out[o, q, f, n] = sum over u, v, c of input[s0 o + u - p0, s1 q + v - p1, c, n] filters[u, v,
+    c, f], outside positions counting as zero; oH = (H + p0 + p2 - kH) // s0 + 1.
+
+    From NCHW (PyTorch's layout, x of shape (N, C, H, W), weight (F, C, kH, kW)): pass
+    x.transpose(2, 3, 1, 0) and weight.transpose(2, 3, 1, 0); the result's transpose(3, 2, 0, 1)
+    is conv2d(x, weight, stride=(s0, s1), padding=(p0, p1)) when p2 = p0 and p3 = p1."""
     return call(0, input, filters, *rest)
 
 

@@ -1,0 +1,50 @@
+#include "network/arguments.hpp"
+
+#include <cmath>
+
+#include "module/argument_helpers.hpp"
+#include "module/exception.hpp"
+
+namespace vlmathdsp::network {
+
+namespace {
+
+using namespace matrix::detail::noninlined::vx_array_api;
+
+constexpr size_t kMaxDims = 4;
+constexpr double kTwo63 = 9223372036854775808.0, kTwo64 = 18446744073709551616.0;
+
+}  // namespace
+
+uint64_t truncatedUnsigned(double x) {
+    if (std::isnan(x)) return 0;
+    if (x >= kTwo64) return UINT64_MAX;
+    if (x >= 0) return uint64_t(x);
+    if (x <= -kTwo63) return uint64_t(INT64_MIN);
+    return uint64_t(int64_t(x));  // wraps
+}
+
+std::vector<uint64_t> countedValues(const vxArray* a, size_t count, const char* text) {
+    if (classOf(a) != VX_DOUBLE_CLASS || vxIsSparseFlags(a) || vxIsComplexFlags(a) || a->get_number_of_elements() != count)
+        raiseBadSubscript(text);
+    std::vector<uint64_t> v(count);
+    for (size_t i = 0; i < count; ++i) v[i] = truncatedUnsigned(static_cast<const double*>(a->data)[i]);
+    return v;
+}
+
+std::vector<uint64_t> readStride(const vxArray* a) {
+    if (classOf(a) != VX_DOUBLE_CLASS) raise<VELTRA::stridedConvn::StrideClass>();
+    std::vector<uint64_t> s = countedValues(a, 2, "Invalid stride specification.");
+    if (std::min(s[0], s[1]) == 0) raise<VELTRA::stridedConvn::InvalidStride>();
+    return s;
+}
+
+void checkArrayPair(const vxArray* a, const vxArray* b) {
+    if (vxIsSparseFlags(a) || vxIsSparseFlags(b)) raise<VELTRA::stridedConvn::SparseInput>();
+    const vxClassID id = classOf(a);
+    if ((id != VX_DOUBLE_CLASS && id != VX_SINGLE_CLASS) || classOf(b) != id || vxIsComplexFlags(a) ||
+        vxIsComplexFlags(b) || vxIsEmpty(a) || vxIsEmpty(b) || a->numDims > kMaxDims || b->numDims > kMaxDims)
+        raiseBadSubscript("Invalid array input.");
+}
+
+}  // namespace vlmathdsp::network

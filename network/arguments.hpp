@@ -1,0 +1,29 @@
+// Arguments shared by the network primitives: image and filter arrays, and the small vectors of
+// paddings, strides and sizes, read as whole numbers by truncation.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "module/host_interface.hpp"
+
+namespace vlmathdsp::network {
+
+// A double truncated towards zero into 64 unsigned bits; negative values wrap, NaN gives 0.
+uint64_t truncatedUnsigned(double x);
+
+// The values of a real double non-sparse array of exactly `count` elements, truncated; `text`
+// is the error otherwise.
+std::vector<uint64_t> countedValues(const vxArray* a, size_t count, const char* text);
+
+// The stride pair: class double, else StrideClass; sparse, complex or not two elements: the
+// text; a zero: InvalidStride.
+std::vector<uint64_t> readStride(const vxArray* a);
+
+// Dimension d of an array, 1 past its last.
+inline uint64_t dimension(const vxArray* a, size_t d) { return d < a->numDims ? a->get_dimensions()[d] : 1; }
+
+// Both arrays real single or double of one class, non-empty, with at most four dimensions.
+void checkArrayPair(const vxArray* a, const vxArray* b);
+
+}  // namespace vlmathdsp::network

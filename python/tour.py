@@ -147,6 +147,29 @@ def volume_workload(report):
                note=f"max diff {np.max(np.abs(coarse - ref)):.1e}")
 
 
+def network_workload(report):
+    """One convolution layer, forward: 16 generated 32x32 images of 16 channels, 32 filters 3x3,
+    padding 1, in single precision, against PyTorch's conv2d on the same data in NCHW."""
+    import torch
+    torch.set_num_threads(vm.get_num_threads())
+    rng = np.random.default_rng(5)
+    x = rng.standard_normal((16, 16, 32, 32)).astype(np.float32)
+    w = (rng.standard_normal((32, 16, 3, 3)) / 12).astype(np.float32)
+    ours_x, ours_w = np.asfortranarray(x.transpose(2, 3, 1, 0)), np.asfortranarray(w.transpose(2, 3, 1, 0))
+    tx, tw = torch.from_numpy(x), torch.from_numpy(w)
+    pad = np.ones(4)
+    with torch.no_grad():
+        t = median_times([lambda: vm.conv_forward(ours_x, ours_w, pad),
+                          lambda: torch.nn.functional.conv2d(tx, tw, padding=1)], repeats=9)
+        ref = torch.nn.functional.conv2d(tx, tw, padding=1).numpy()
+    y = vm.conv_forward(ours_x, ours_w, pad).transpose(3, 2, 0, 1)
+    active = np.maximum(y, 0)
+    print(f"  a layer of 32 filters on 16 images: {100 * (active > 0).mean():.1f} % of the rectified "
+          f"responses are positive")
+    report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
+               note=f"max diff {np.max(np.abs(y - ref)):.1e}")
+
+
 def audio_workload(report):
     """Eight channels of 20 s at 48 kHz: a melody of tones with noise and a high whistle, low-passed
     at 4 kHz by an 8th-order Butterworth filter and by a 64-tap FIR."""
@@ -215,6 +238,7 @@ def main():
     state_space_workload(report)
     image_workload(report)
     volume_workload(report)
+    network_workload(report)
     audio_workload(report)
     spectrum_workload(report)
 

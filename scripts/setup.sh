@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project needs (those missing only) and builds it.
-# VLMATHDSP_EXTRA_PACKAGES names more packages to install (the benchmarks' python3-torch).
+# VLMATHDSP_EXTRA_PACKAGES names more packages to install.
 # Options: --sanitize builds with address and undefined-behaviour sanitizers into build-asan.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils libgtest-dev libtbb-dev libfftw3-dev libopenblas-dev libboost-dev
           libboost-thread-dev pybind11-dev python3-dev python3-numpy python3-scipy python3-pytest
-          python3-opencv ${VLMATHDSP_EXTRA_PACKAGES:-})
+          python3-opencv python3-torch ${VLMATHDSP_EXTRA_PACKAGES:-})
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

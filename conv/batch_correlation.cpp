@@ -80,10 +80,9 @@ vxArray* correlateBatch(const vxArray* images, const vxArray* filters, const Bat
     OwnedArray R(vxCreateNumericArray(layout.fiveDimensional ? 5 : 4, dims, vlmathdsp::classOf(images), vxREAL));
 
     Walk w{{box.lo[0], box.lo[1]}, {box.hi[0], box.hi[1]}, {box.H, box.W}, {box.kH, box.kW}, {N * F, N * F * oH}, {}, {}};
-    const bool imageFirst = perTap;
-    if (!imageFirst) std::swap(w.firstSize, w.secondSize);
+    if (!perTap) std::swap(w.firstSize, w.secondSize);  // the filters first
     const int64_t imageStep = C * N, filterStep = C * F;  // one position's matrix
-    if (imageFirst) {
+    if (perTap) {
         w.firstStride = {imageStep, imageStep * H};
         w.secondStride = {-filterStep, -filterStep * kH};  // correlation: the filter backwards
     } else {

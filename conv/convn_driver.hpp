@@ -9,13 +9,6 @@
 
 namespace vfl_conv {
 
-// The operand's dimension lengths, padded with 1 to n.
-inline Sizes paddedSizes(const vxArray* a, size_t n) {
-    Sizes s(n, 1);
-    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
-    return s;
-}
-
 // Whether A, B or the result's size is empty: the result is then all zeros.
 bool nothingToCompute(const vxArray* A, const vxArray* B, const Sizes& size);
 

@@ -26,7 +26,6 @@ bool singleOrDouble(const vxArray* a) {
 vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
     const size_t n = std::max(A->numDims, B->numDims);
     if (n < 3) return conv2Core(A, B, shape);
-    using vfl_conv::paddedSizes;
     Sizes firstSize = paddedSizes(A, n), secondSize = paddedSizes(B, n), outSize(n), rangeLo(n), rangeHi(n);
     for (size_t d = 0; d < n; ++d) {
         const uint64_t a = firstSize[d], b = secondSize[d];

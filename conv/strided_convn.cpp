@@ -99,7 +99,7 @@ vxArray* reversed(const vxArray* B) {
 vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, const Sizes& rangeLo, Sizes rangeHi,
                           bool isCorr) {
     const size_t n = stride.size();
-    Sizes sizeA = vfl_conv::paddedSizes(A, n), sizeB = vfl_conv::paddedSizes(B, n), outSize(n);
+    Sizes sizeA = paddedSizes(A, n), sizeB = paddedSizes(B, n), outSize(n);
     bool allUnit = true;
     for (size_t d = 0; d < n; ++d) {
         outSize[d] = vfl_conv::sampleCount(rangeLo[d], rangeHi[d], stride[d]);
@@ -141,7 +141,7 @@ void stridedConvnEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs)
     checkArgumentCounts(nlhs, 1, nrhs, 2, 6);
     OwnedArray A = operand(prhs[0]), B = operand(prhs[1]);
     const size_t n = std::max(A->numDims, B->numDims);
-    const Sizes sizeA = vfl_conv::paddedSizes(A.get(), n), sizeB = vfl_conv::paddedSizes(B.get(), n);
+    const Sizes sizeA = paddedSizes(A.get(), n), sizeB = paddedSizes(B.get(), n);
     Sizes stride(n, 1), rangeLo(n, 0), rangeHi(n);
     if (nrhs > 2 && !optionInPlace<VELTRA::stridedConvn::StrideClass>(prhs[2], nrhs, 3)) {
         const std::vector<uint64_t> v = wholeValues<VELTRA::stridedConvn::InvalidStride>(prhs[2], n);

@@ -4,12 +4,20 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "common/element_type.hpp"
 #include "module/exception.hpp"
 #include "module/host_interface.hpp"
 
 namespace vlmathdsp {
+
+// The array's dimension lengths, padded with 1 to n (n at least its number of dimensions).
+inline std::vector<uint64_t> paddedSizes(const vxArray* a, size_t n) {
+    std::vector<uint64_t> s(n, 1);
+    for (size_t d = 0; d < a->numDims; ++d) s[d] = a->get_dimensions()[d];
+    return s;
+}
 
 enum ShapeKind : int { SHAPE_SAME = 0, SHAPE_FULL = 1, SHAPE_VALID = 2 };
 

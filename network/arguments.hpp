@@ -20,9 +20,6 @@ std::vector<uint64_t> countedValues(const vxArray* a, size_t count, const char* 
 // text; a zero: InvalidStride.
 std::vector<uint64_t> readStride(const vxArray* a);
 
-// Dimension d of an array, 1 past its last.
-inline uint64_t dimension(const vxArray* a, size_t d) { return d < a->numDims ? a->get_dimensions()[d] : 1; }
-
 // Both arrays real single or double of one class, non-empty, with at most four dimensions.
 void checkArrayPair(const vxArray* a, const vxArray* b);
 

@@ -1,10 +1,7 @@
 // convolutionForward(input, filters[, padding[, stride]]): the forward pass of a convolution
 // layer, the correlation of images (H, W, C, N) with filters (kH, kW, C, F) summed over the
 // channels, zero-padded per side and sampled by the strides, into (oH, oW, F, N).
-#include <algorithm>
-
 #include "conv/batch_correlation.hpp"
-#include "conv/kernels/strided_walk.hpp"
 #include "module/argument_helpers.hpp"
 #include "module/entries.hpp"
 #include "module/exception.hpp"
@@ -21,13 +18,13 @@ void convForwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) 
     checkArrayPair(input, filters);
     std::vector<uint64_t> pad(4, 0), stride{1, 1};
     if (nrhs > 2) pad = countedValues(prhs[2], 4, "Invalid padding specification.");
-    const uint64_t H = dimension(input, 0), W = dimension(input, 1), C = dimension(input, 2), N = dimension(input, 3);
-    const uint64_t kH = dimension(filters, 0), kW = dimension(filters, 1), F = dimension(filters, 3);
-    if (dimension(filters, 2) != C) raiseBadSubscript("Array inputs must share the same number of channels.");
+    const std::vector<uint64_t> image = paddedSizes(input, 4), bank = paddedSizes(filters, 4);
+    const uint64_t H = image[0], W = image[1], C = image[2], N = image[3], kH = bank[0], kW = bank[1], F = bank[3];
+    if (bank[2] != C) raiseBadSubscript("Array inputs must share the same number of channels.");
     if (pad[0] > kH - 1 || pad[1] > kW - 1) raiseBadSubscript("Padding exceeds array bounds.");
     if (nrhs > 3) stride = readStride(prhs[3]);
 
-    // Positions in the full convolution of the image with the reversed filter.
+    // The box of the full correlation that the padding leaves, in full-result positions.
     vfl_conv::BatchBox box{H, W, C, N, kH, kW, F, {kH - pad[0] - 1, kW - pad[1] - 1}, {H + pad[2], W + pad[3]},
                            {stride[0], stride[1]}, {0, 0}};
     for (size_t d = 0; d < 2; ++d) {

@@ -9,15 +9,11 @@
 #include "conv/kernels/conv_flags.hpp"
 #include "conv/kernels/dot.hpp"
 #include "conv/kernels/fused.hpp"
+#include "conv/kernels/geometry.hpp"
 
 namespace vfl_conv {
 
 enum ConvKind : int { KIND_AXPY = 0, KIND_DOT = 1, KIND_PHASED = 3 };
-
-template <class T>
-inline const T* elementZero(const T* lowest, size_t n, ptrdiff_t stride) {
-    return stride < 0 && n ? lowest - ptrdiff_t(n - 1) * stride : lowest;
-}
 
 // The outputs over which every tap of the second operand meets the first: [n2 - 1, n1).
 inline void fullOverlap(size_t begin, size_t end, size_t n1, size_t n2, size_t& lo, size_t& hi) {

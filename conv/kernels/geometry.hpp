@@ -82,9 +82,12 @@ inline bool nextIndex(Sizes& counter, const Sizes& lo, const Sizes& hi) {
 // Operands are handed over by their lowest address; a negative stride walks a dimension from its
 // far end. The walks index from element 0 instead: this moves a pointer there.
 template <class T>
+T* elementZero(T* lowest, uint64_t length, int64_t stride) {
+    return stride < 0 && length ? lowest - int64_t(length - 1) * stride : lowest;
+}
+template <class T>
 T* elementZero(T* lowest, const Sizes& size, const Strides& stride) {
-    for (size_t d = 0; d < size.size(); ++d)
-        if (stride[d] < 0 && size[d]) lowest -= int64_t(size[d] - 1) * stride[d];
+    for (size_t d = 0; d < size.size(); ++d) lowest = elementZero(lowest, size[d], stride[d]);
     return lowest;
 }
 

@@ -1,6 +1,7 @@
 """conv_forward against torch.nn.functional.conv2d: a layer of batch 32, 64 channels, 56x56,
 64 filters 3x3, padding 1, at stride 1 and 2, in single and double. Our GFLOP/s is printed with
-its share of this machine's sgemm peak, measured here on a large square product."""
+its share of this machine's sgemm peak, measured here on a large square product. conv_backward,
+both gradients, against torch.autograd.grad on the same layer's graph, made outside the timing."""
 
 import os
 import time
@@ -55,6 +56,33 @@ def run(report):
         name = f"conv forward {N}x{C}x{H}x{W} * {F}x{K}x{K}, s{stride}, {np.dtype(dtype).name}"
         report.add(name, t[0], "torch conv2d", t[1], 1.0 if dtype == np.float32 else None,
                    f"{note}; max rel diff {diff:.1e}")
+
+    for stride in (1, 2):
+        run_backward(report, stride, peak)
+
+
+def run_backward(report, stride, peak):
+    rng = np.random.default_rng(1)
+    x = rng.standard_normal((N, C, H, W)).astype(np.float32)
+    w = rng.standard_normal((F, C, K, K)).astype(np.float32)
+    tx, tw = torch.tensor(x, requires_grad=True), torch.tensor(w, requires_grad=True)
+    y = torch.nn.functional.conv2d(tx, tw, stride=stride, padding=1)
+    g = rng.standard_normal(tuple(y.shape)).astype(np.float32)
+    tg = torch.from_numpy(g)
+    ours_x, ours_w, ours_g = (np.asfortranarray(a.transpose(2, 3, 1, 0)) for a in (x, w, g))
+    pad, s = np.ones(4), np.array([stride, stride], float)
+    ours = lambda: (vm.conv_backward(ours_x, ours_g, pad, s, np.array([K, K], float)),
+                    vm.conv_backward(ours_g, ours_w, pad, s, np.array([H, W], float), False))
+    tor = lambda: torch.autograd.grad(y, (tx, tw), tg, retain_graph=True)
+    t = median_times([ours, tor], repeats=7)
+    gw, gx = ours()
+    want_x, want_w = (a.numpy() for a in tor())
+    diff = max(np.max(np.abs(gw.transpose(3, 2, 0, 1) - want_w)) / np.max(np.abs(want_w)),
+               np.max(np.abs(gx.transpose(3, 2, 0, 1) - want_x)) / np.max(np.abs(want_x)))
+    gflops = 2 * 2 * N * F * g.shape[2] * g.shape[3] * C * K * K / t[0] / 1e9
+    name = f"conv backward, both gradients, s{stride}, float32"
+    report.add(name, t[0], "torch autograd.grad", t[1], 1.0 if stride == 1 else None,
+               f"{gflops:.0f} GFLOP/s = {100 * gflops / peak:.0f} % of sgemm peak; max rel diff {diff:.1e}")
 
 
 if __name__ == "__main__":

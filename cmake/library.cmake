@@ -25,6 +25,8 @@ add_library(vlmathdsp_core STATIC
   module/unavailable.cpp
   network/arguments.cpp
   network/conv_forward.cpp
+  network/conv_backward.cpp
+  network/gradient.cpp
   statespace/ltitr.cpp)
 target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)

@@ -10,7 +10,6 @@ namespace vlmathdsp {
         raise<VELTRA::host::unavailable>(text);                         \
     }
 
-VLMATHDSP_UNAVAILABLE(convBackwardEntry, "network convolution, backward")
 VLMATHDSP_UNAVAILABLE(poolForwardMaxEntry, "pooling forward, mode 0")
 VLMATHDSP_UNAVAILABLE(poolForwardAverageEntry, "pooling forward, mode 1")
 VLMATHDSP_UNAVAILABLE(poolBackwardEntry, "pooling backward")

@@ -22,7 +22,19 @@ def conv_forward(input, filters, *rest):
 
 
 def conv_backward(first, second, padding, stride, filterSize, *expansion):
-    """Gradients of network convolution."""
+    """conv_backward(first, second, padding, stride, filterSize[, expansion]): the gradients of
+    conv_forward, for the same padding and stride. Layouts as there, column-major: images (H, W,
+    C, N), filters (kH, kW, C, F), the result's gradient dY (oH, oW, F, N).
+
+    expansion true (the default; a double or logical scalar, non-zero is true): first is the
+    images, second dY, filterSize (kH, kW); the result is the filter gradient (kH, kW, C, F),
+    shorter where the padded image ends before the filter would. expansion false: first is dY,
+    second the filters, filterSize (H, W); the result is the image gradient (H, W, C, N), with
+    zeros where no output reached the image (the forward division by the stride left a remainder).
+
+    From NCHW (x (N, C, H, W), weight (F, C, kH, kW), grad of the output (N, F, oH, oW)): pass
+    each as a.transpose(2, 3, 1, 0); the filter gradient's transpose(3, 2, 0, 1) is weight.grad
+    and the image gradient's transpose(3, 2, 0, 1) is x.grad, for padding=(p0, p1) = (p2, p3)."""
     return call(1, first, second, padding, stride, filterSize, *expansion)
 
 

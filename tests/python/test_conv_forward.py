@@ -7,16 +7,7 @@ import scipy.sparse
 import torch
 
 import vlmathdsp as vm
-
-
-def to_ours(x):
-    """NCHW (or FCkHkW) to H, W, C, N column-major."""
-    return np.asfortranarray(x.transpose(2, 3, 1, 0))
-
-
-def from_ours(y):
-    y = np.asarray(y)
-    return y.reshape(y.shape + (1,) * (4 - y.ndim)).transpose(3, 2, 0, 1)
+from network_layout import from_ours, to_ours
 
 
 def torch_forward(x, w, pad=(0, 0, 0, 0), stride=(1, 1)):

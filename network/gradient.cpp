@@ -1,0 +1,139 @@
+// Both operands are permuted so that a spatial position holds a matrix, P by R in the image or
+// gradient X, P by Q in Y, P being the dimension summed over: N for the filter gradient, F for
+// the image gradient. The result G holds Q by R blocks (filter gradient) or R by Q (image
+// gradient), one product per pair of positions: the expanded operand's block, transposed,
+// times a run of the real operand's blocks.
+#include "network/gradient.hpp"
+
+#include <algorithm>
+#include <climits>
+#include <vector>
+
+#include <oneapi/tbb/blocked_range2d.h>
+
+#include "common/parallel_range.hpp"
+#include "conv/parallel/wrappers_nd.hpp"
+#include "module/argument_helpers.hpp"
+#include "module/permute.hpp"
+#include "network/backward_ops.hpp"
+
+namespace vfl_network {
+
+namespace {
+
+using namespace matrix::detail::noninlined::vx_array_api;
+using vfl_conv::Sizes;
+using vfl_conv::Strides;
+using vlmathdsp::OwnedArray;
+using vlmathdsp::permuted;
+
+// Bytes of an operand's tile, as in the forward pass: the row chunk of the strided walk.
+constexpr uint64_t kTileBytes = 262144;
+
+// The sizes of the walk, both operands named by their role: the real one, read as it is, and the
+// expanded one. Steps count elements.
+struct Roles {
+    uint64_t P, Q, R, e0, e1;
+    const uint64_t *realDims, *expandedDims;
+    int64_t realBlock, expandedBlock, outBlock;
+    bool reversed;
+};
+
+Roles rolesOf(const GradientBox& b) {
+    const uint64_t *fd = b.firstDims, *sd = b.secondDims;
+    const uint64_t P = sd[3], Q = sd[2], R = b.expansion ? fd[2] : fd[3];
+    Roles r{P, Q, R, b.end[0] - b.start[0], b.end[1] - b.start[1], fd, sd, int64_t(R * P), int64_t(Q * P),
+            int64_t(Q * R), b.expansion};
+    if (!b.expansion) std::swap(r.realDims, r.expandedDims), std::swap(r.realBlock, r.expandedBlock);
+    return r;
+}
+
+// Unit strides: the plan walk over the box, split along the width only, so that the runs along
+// the height, and with them each product's n, never depend on the split.
+template <class T>
+void unitGradient(const ColumnGemmFunctor<T>& op, T* out, const T* real, const T* expanded, const Roles& r,
+                  const GradientBox& b) {
+    Sizes lo{b.start[0], b.start[1]}, hi{b.end[0], b.end[1]};
+    const Sizes realSize{r.realDims[0], r.realDims[1]}, expandedSize{r.expandedDims[0], r.expandedDims[1]};
+    if (!vfl_conv::parallel::clampToFull(lo, hi, realSize, expandedSize)) return;
+    const int64_t sign = r.reversed ? -1 : 1;
+    const Strides outStride{r.outBlock, r.outBlock * int64_t(r.e0)};
+    const Strides realStride{r.realBlock, r.realBlock * int64_t(r.realDims[0])};
+    const Strides expandedStride{sign * r.expandedBlock, sign * r.expandedBlock * int64_t(r.expandedDims[0])};
+    const vfl_conv::ConvGeometry g{lo, hi, realSize, expandedSize, outStride, realStride, expandedStride};
+    vfl_conv::parallel::runWalk<vfl_conv::parallel::NDWalk::Plans>(op, out, real, expanded, g, vfl_conv::ConvFlags{0, 0},
+                                                                   {1}, {1}, lo, hi);
+}
+
+// Other strides: tasks of fixed chunks of `tile` rows by runs of columns.
+template <class T>
+void stridedGradient(const ColumnGemmFunctor<T>& gemm, T* out, const T* real, const T* expanded, const Roles& r,
+                     const GradientBox& b, uint64_t tile) {
+    const ExpandedAxis rows{r.realDims[0], r.expandedDims[0], b.stride[0], r.reversed};
+    const ExpandedAxis columns{r.realDims[1], r.expandedDims[1], b.stride[1], r.reversed};
+    // The full convolution ends at real + (count - 1) stride; past it there is nothing to add.
+    const uint64_t rowEnd = std::min(b.end[0], rows.real + (rows.count - 1) * rows.stride);
+    const uint64_t columnEnd = std::min(b.end[1], columns.real + (columns.count - 1) * columns.stride);
+    if (b.start[0] >= rowEnd || b.start[1] >= columnEnd) return;
+    const OuterBackwardOp<T> op{gemm,
+                                expanded,
+                                rows,
+                                columns,
+                                r.outBlock,
+                                r.outBlock * int64_t(r.e0),
+                                r.realBlock,
+                                r.realBlock * int64_t(rows.real),
+                                r.expandedBlock,
+                                r.expandedBlock * int64_t(rows.count)};
+    const uint64_t chunks = (rowEnd - b.start[0] + tile - 1) / tile;
+    const tbb::blocked_range2d<uint64_t> range(0, chunks, 1, b.start[1], columnEnd, 1);
+    vlcommon::runRange(true, range, [&](const tbb::blocked_range2d<uint64_t>& t) {
+        for (uint64_t c = t.rows().begin(); c < t.rows().end(); ++c) {
+            const uint64_t rLo = b.start[0] + c * tile, rHi = std::min(rLo + tile, rowEnd);
+            T* o = out + int64_t(rLo - b.start[0]) * op.outRowStep + int64_t(t.cols().begin() - b.start[1]) * op.outColumnStep;
+            op(o, rLo, rHi, t.cols().begin(), t.cols().end(), real);
+        }
+    });
+}
+
+}  // namespace
+
+bool gradientFitsBlas(const GradientBox& b) {
+    const Roles r = rolesOf(b);
+    const uint64_t limit = INT_MAX;
+    // n of a product is Q or R times a run of rows, at most the result's height.
+    uint64_t n;
+    return r.P <= limit && r.Q <= limit && r.R <= limit && !__builtin_mul_overflow(std::max(r.Q, r.R), r.e0, &n) &&
+           n <= limit;
+}
+
+vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const GradientBox& b) {
+    const Roles r = rolesOf(b);
+    OwnedArray X(permuted(first, b.expansion ? std::vector<double>{4, 3, 1, 2} : std::vector<double>{3, 4, 1, 2}));
+    OwnedArray Y(permuted(second, {4, 3, 1, 2}));
+    size_t dims[4] = {b.expansion ? r.Q : r.R, b.expansion ? r.R : r.Q, r.e0, r.e1};
+    OwnedArray G(vxCreateNumericArray(4, dims, vlmathdsp::classOf(first), vxREAL));
+    const uint64_t blockElements = b.expansion ? b.firstDims[3] * b.firstDims[2] : b.secondDims[3] * b.secondDims[2];
+    const uint64_t tile = std::max<uint64_t>(kTileBytes / vxGetElementSize(first) / blockElements, 1);
+    {
+        vlmathdsp::ComputationalThreadScope scope;
+        vlmathdsp::withRealType(first, [&](auto type) {
+            using T = typename decltype(type)::type;
+            const int64_t P = int64_t(r.P), Q = int64_t(r.Q), R = int64_t(r.R);
+            // C += op(A) op(B): A the expanded operand's P by (Q or R) block, transposed.
+            const ColumnGemmFunctor<T> gemm{b.expansion ? vfl_conv::GemmShape{P, R, Q, Q, P, P, 'T', 'N'}
+                                                        : vfl_conv::GemmShape{P, Q, R, R, P, P, 'T', 'N'}};
+            const T* x = static_cast<const T*>(X->data);
+            const T* y = static_cast<const T*>(Y->data);
+            const T* real = b.expansion ? x : y;
+            const T* expanded = b.expansion ? y : x;
+            T* out = static_cast<T*>(G->data);
+            if (b.stride[0] == 1 && b.stride[1] == 1) unitGradient(gemm, out, real, expanded, r, b);
+            else stridedGradient(gemm, out, real, expanded, r, b, tile);
+        });
+    }
+    X = OwnedArray(), Y = OwnedArray();
+    return permuted(G.get(), {3, 4, 2, 1});
+}
+
+}  // namespace vfl_network

@@ -84,9 +84,10 @@ vxArray* correlateBatch(const vxArray* images, const vxArray* filters, const Bat
     const int64_t imageStep = C * N, filterStep = C * F;  // one position's matrix
     if (perTap) {
         w.firstStride = {imageStep, imageStep * H};
-        w.secondStride = {-filterStep, -filterStep * kH};  // correlation: the filter backwards
+        const int64_t sign = layout.convolution ? 1 : -1;  // correlation: the filter backwards
+        w.secondStride = {sign * filterStep, sign * filterStep * kH};
     } else {
-        w.firstStride = {filterStep, filterStep * kH};  // reversed in place below
+        w.firstStride = {filterStep, filterStep * kH};  // for a correlation, reversed in place below
         w.secondStride = {imageStep, imageStep * H};
     }
     const bool any = box.size[0] && box.size[1] && box.F && box.N;
@@ -104,7 +105,7 @@ vxArray* correlateBatch(const vxArray* images, const vxArray* filters, const Bat
                 parallel::runWalk<parallel::NDWalk::Plans>(op, out, x, static_cast<const T*>(k), g, flags, {1}, {1},
                                                            w.lo, w.hi);
             } else if (unit) {
-                flipFilterBlocks(k, box.C * box.F, box.kH * box.kW);
+                if (!layout.convolution) flipFilterBlocks(k, box.C * box.F, box.kH * box.kW);
                 const ColumnGemmFunctor<T> op{{C, F, N, N, C, C, 'T', 'N'}};
                 parallel::runWalk<parallel::NDWalk::Plans>(op, out, static_cast<const T*>(k), x, g, flags, {1}, {1},
                                                            w.lo, w.hi);

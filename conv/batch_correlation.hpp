@@ -14,10 +14,12 @@ namespace vfl_conv {
 
 // Where the caller's arrays keep their dimensions: one-based positions of H, W, C, N of the
 // images and of kH, kW, C, F of the filters, each followed by the array's remaining dimensions
-// (all of length 1); and whether the result is (oH, oW, F, N) or (oH, oW, 1, F, N).
+// (all of length 1); whether the result is (oH, oW, F, N) or (oH, oW, 1, F, N); and whether
+// the filters are applied unreversed, a convolution (unit strides only).
 struct BatchLayout {
     std::vector<double> imageAxes, filterAxes;
     bool fiveDimensional;
+    bool convolution = false;
 };
 
 // The box, per spatial dimension d: full-result positions [lo[d], hi[d]) sampled every

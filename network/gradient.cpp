@@ -14,8 +14,10 @@
 #include "common/parallel_range.hpp"
 #include "conv/parallel/wrappers_nd.hpp"
 #include "module/argument_helpers.hpp"
+#include "conv/batch_correlation.hpp"
 #include "module/permute.hpp"
 #include "network/backward_ops.hpp"
+#include "network/folded_gradient.hpp"
 
 namespace vfl_network {
 
@@ -96,9 +98,21 @@ void stridedGradient(const ColumnGemmFunctor<T>& gemm, T* out, const T* real, co
     });
 }
 
+// The image gradient at unit strides is the convolution of the gradient with the filters, their
+// channels and filters exchanged.
+vfl_conv::BatchBox convolutionBox(const GradientBox& b) {
+    const uint64_t *fd = b.firstDims, *sd = b.secondDims;
+    return {fd[0], fd[1], fd[2], fd[3], sd[0], sd[1], sd[2], {b.start[0], b.start[1]}, {b.end[0], b.end[1]}, {1, 1},
+            {b.end[0] - b.start[0], b.end[1] - b.start[1]}};
+}
+
+bool byConvolution(const GradientBox& b) { return !b.expansion && b.stride[0] == 1 && b.stride[1] == 1; }
+
 }  // namespace
 
 bool gradientFitsBlas(const GradientBox& b) {
+    if (foldsHeight(b)) return foldedFitsBlas(b);
+    if (byConvolution(b)) return vfl_conv::batchFitsBlas(convolutionBox(b));
     const Roles r = rolesOf(b);
     const uint64_t limit = INT_MAX;
     // n of a product is Q or R times a run of rows, at most the result's height.
@@ -108,6 +122,11 @@ bool gradientFitsBlas(const GradientBox& b) {
 }
 
 vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const GradientBox& b) {
+    if (foldsHeight(b)) return foldedFilterGradient(first, second, b);
+    if (byConvolution(b)) {
+        static const vfl_conv::BatchLayout layout{{1, 2, 3, 4}, {1, 2, 4, 3}, false, true};
+        return vfl_conv::correlateBatch(first, second, layout, convolutionBox(b));
+    }
     const Roles r = rolesOf(b);
     OwnedArray X(permuted(first, b.expansion ? std::vector<double>{4, 3, 1, 2} : std::vector<double>{3, 4, 1, 2}));
     OwnedArray Y(permuted(second, {4, 3, 1, 2}));

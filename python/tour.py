@@ -148,26 +148,44 @@ def volume_workload(report):
 
 
 def network_workload(report):
-    """One convolution layer, forward: 16 generated 32x32 images of 16 channels, 32 filters 3x3,
-    padding 1, in single precision, against PyTorch's conv2d on the same data in NCHW."""
+    """One convolution layer, forward and backward: 16 generated 32x32 images of 16 channels, 32
+    filters 3x3, padding 1, in single precision, against PyTorch's conv2d and autograd on the same
+    data in NCHW. The backward pass takes the gradient of a squared-error loss."""
     import torch
     torch.set_num_threads(vm.get_num_threads())
     rng = np.random.default_rng(5)
     x = rng.standard_normal((16, 16, 32, 32)).astype(np.float32)
     w = (rng.standard_normal((32, 16, 3, 3)) / 12).astype(np.float32)
     ours_x, ours_w = np.asfortranarray(x.transpose(2, 3, 1, 0)), np.asfortranarray(w.transpose(2, 3, 1, 0))
-    tx, tw = torch.from_numpy(x), torch.from_numpy(w)
-    pad = np.ones(4)
+    tx, tw = torch.tensor(x, requires_grad=True), torch.tensor(w, requires_grad=True)
+    pad, unit = np.ones(4), np.ones(2)
     with torch.no_grad():
         t = median_times([lambda: vm.conv_forward(ours_x, ours_w, pad),
                           lambda: torch.nn.functional.conv2d(tx, tw, padding=1)], repeats=9)
         ref = torch.nn.functional.conv2d(tx, tw, padding=1).numpy()
-    y = vm.conv_forward(ours_x, ours_w, pad).transpose(3, 2, 0, 1)
+    y = vm.conv_forward(ours_x, ours_w, pad)
     active = np.maximum(y, 0)
     print(f"  a layer of 32 filters on 16 images: {100 * (active > 0).mean():.1f} % of the rectified "
           f"responses are positive")
     report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
-               note=f"max diff {np.max(np.abs(y - ref)):.1e}")
+               note=f"max diff {np.max(np.abs(y.transpose(3, 2, 0, 1) - ref)):.1e}")
+
+    # Loss 0.5 |y - target|^2: its gradient with respect to y is y - target.
+    target = rng.standard_normal(y.shape).astype(np.float32)
+    dy = np.asfortranarray(y - target)
+    ty = torch.nn.functional.conv2d(tx, tw, padding=1)
+    tdy = torch.from_numpy(np.ascontiguousarray(dy.transpose(3, 2, 0, 1)))
+    ours = lambda: (vm.conv_backward(ours_x, dy, pad, unit, np.array([3.0, 3])),
+                    vm.conv_backward(dy, ours_w, pad, unit, np.array([32.0, 32]), False))
+    t = median_times([ours, lambda: torch.autograd.grad(ty, (tx, tw), tdy, retain_graph=True)], repeats=9)
+    dw, dx = ours()
+    want_x, want_w = (a.numpy() for a in torch.autograd.grad(ty, (tx, tw), tdy, retain_graph=True))
+    step = 1e-3 / np.max(np.abs(dw))
+    before = 0.5 * np.sum((y - target) ** 2)
+    after = 0.5 * np.sum((vm.conv_forward(ours_x, ours_w - step * dw, pad) - target) ** 2)
+    print(f"  one gradient step on the filters lowers the squared error from {before:.1f} to {after:.1f}")
+    diff = max(np.max(np.abs(dw.transpose(3, 2, 0, 1) - want_w)), np.max(np.abs(dx.transpose(3, 2, 0, 1) - want_x)))
+    report.add("network layer backward, both gradients", t[0], "torch autograd", t[1], note=f"max diff {diff:.1e}")
 
 
 def audio_workload(report):

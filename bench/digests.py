@@ -121,6 +121,19 @@ def convn_cases():
             "strided batch sparse": lambda: vm.strided_convn(images, sparse_filters, [1, 1, 1, 1, 1], *box, "corr")}
 
 
+def network_cases():
+    x, w = fortran((30, 28, 8, 6), 20).astype(np.float32), fortran((3, 3, 8, 10), 21).astype(np.float32)
+    pad = np.ones(4)
+    g1, g2 = fortran((30, 28, 10, 6), 22).astype(np.float32), fortran((15, 14, 10, 6), 23).astype(np.float32)
+    return {"network forward s1": lambda: vm.conv_forward(x, w, pad),
+            "network forward s2": lambda: vm.conv_forward(x, w, pad, np.array([2.0, 2])),
+            "network backward s1": lambda: (vm.conv_backward(x, g1, pad, np.ones(2), np.array([3.0, 3])),
+                                            vm.conv_backward(g1, w, pad, np.ones(2), np.array([30.0, 28]), False)),
+            "network backward s2": lambda: (vm.conv_backward(x, g2, pad, np.array([2.0, 2]), np.array([3.0, 3])),
+                                            vm.conv_backward(g2, w, pad, np.array([2.0, 2]), np.array([30.0, 28]),
+                                                             False))}
+
+
 def ltitr_cases():
     g = rng(0)
     n, m, L = 64, 4, 20000
@@ -143,7 +156,7 @@ def digest(result):
 
 def compute():
     out = {}
-    for cases in (conv2_cases, convn_cases, filter_cases, fft_cases, ltitr_cases):
+    for cases in (conv2_cases, convn_cases, network_cases, filter_cases, fft_cases, ltitr_cases):
         for name, call in cases().items():
             per_threads = []
             for threads in (1, 2):

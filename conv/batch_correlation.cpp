@@ -1,16 +1,16 @@
-// Unit strides: images X (C, N, H, W), filters K (C, F, kH, kW). Filter per tap: each filter tap
-// updates a run of output positions (F by N blocks) in one product with the run of image
-// positions. Image per row: the filters' taps reversed in place, each image position updates a
-// run of output positions (N by F blocks) with the run of filter taps. Other strides: X (N, C,
-// H, W), K (F, C, kH, kW); each output sample is one product per filter column, its run of
-// overlapping taps merged into the inner dimension. Every output block is one task's, and the
-// products it receives do not depend on how the range was split.
+// Images X (C, N, H, W), filters K (C, F, kH, kW). Filter per tap: each filter tap updates a run
+// of output positions (F by N blocks) in one product with the run of image positions. Image per
+// row (unit strides): the filters' taps reversed in place, each image position updates a run of
+// output positions (N by F blocks) with the run of filter taps. Other strides: filter per tap on
+// each pair of phases (batch_phases.hpp). Every output block is one task's, and the products it
+// receives do not depend on how the range was split.
 #include "conv/batch_correlation.hpp"
 
 #include <algorithm>
 #include <climits>
 
 #include "common/parallel_range.hpp"
+#include "conv/batch_phases.hpp"
 #include "conv/kernels/gemm_ops.hpp"
 #include "conv/parallel/wrappers_nd.hpp"
 #include "module/argument_helpers.hpp"
@@ -24,10 +24,10 @@ using namespace matrix::detail::noninlined::vx_array_api;
 using vlmathdsp::OwnedArray;
 using vlmathdsp::permuted;
 
-// Bytes of an operand's tile: the cache budget behind the plan test and the products' inner size.
+// Bytes of an operand's tile: the cache budget behind the plan test.
 constexpr uint64_t kTileBytes = 262144;
-// Grains: rows of the filter reversal; output samples of the sampled walk, rows then columns.
-constexpr uint64_t kFlipGrain = 256, kSampledRowGrain = 2, kSampledColumnGrain = 1;
+// Grain: rows of the filter reversal.
+constexpr uint64_t kFlipGrain = 256;
 
 // The positions of `pick` (indices into the four named axes), then the remaining axes.
 std::vector<double> axesOrder(const std::vector<double>& axes, std::initializer_list<size_t> pick) {
@@ -73,8 +73,8 @@ vxArray* correlateBatch(const vxArray* images, const vxArray* filters, const Bat
     // Filter per tap unless a run of filter taps is much the smaller working set.
     const bool perTap = !unit || tk * box.C * box.F + box.C * box.N <= 2 * (tx * box.C * box.N + box.C * box.F);
 
-    OwnedArray X(permuted(images, axesOrder(layout.imageAxes, {unit ? 2u : 3u, unit ? 3u : 2u, 0, 1})));
-    OwnedArray K(permuted(filters, axesOrder(layout.filterAxes, {unit ? 2u : 3u, unit ? 3u : 2u, 0, 1})));
+    OwnedArray X(permuted(images, axesOrder(layout.imageAxes, {2, 3, 0, 1})));
+    OwnedArray K(permuted(filters, axesOrder(layout.filterAxes, {2, 3, 0, 1})));
     const uint64_t rowsFirst = perTap ? box.F : box.N, rowsSecond = perTap ? box.N : box.F;
     size_t dims[5] = {rowsFirst, rowsSecond, box.size[0], box.size[1], 1};
     OwnedArray R(vxCreateNumericArray(layout.fiveDimensional ? 5 : 4, dims, vlmathdsp::classOf(images), vxREAL));
@@ -110,14 +110,12 @@ vxArray* correlateBatch(const vxArray* images, const vxArray* filters, const Bat
                 parallel::runWalk<parallel::NDWalk::Plans>(op, out, static_cast<const T*>(k), x, g, flags, {1}, {1},
                                                            w.lo, w.hi);
             } else {
-                const int64_t tile = std::max<int64_t>(int64_t(budget) / (C * std::max(F, N)), 1);
-                const RowGemmFunctor<T> op{{C, N, F, F, F, N, 'N', 'T'}, C, tile};
                 Sizes count(2);
                 for (size_t d = 0; d < 2; ++d)
                     count[d] = std::min(box.size[d], sampleCount(w.lo[d], w.hi[d], box.stride[d]));
-                parallel::runWalk<parallel::NDWalk::StridedDense>(op, out, x, static_cast<const T*>(k), g, flags,
-                                                                  {0, 1}, {kSampledRowGrain, kSampledColumnGrain},
-                                                                  Sizes{0, 0}, count, &box.stride);
+                size_t phaseDims[2] = {box.C * box.N, ((box.H - 1) / box.stride[0] + 1) * ((box.W - 1) / box.stride[1] + 1)};
+                OwnedArray phase(vxCreateUninitNumericArray(2, phaseDims, vlmathdsp::classOf(images), vxREAL));
+                correlatePhases(out, x, static_cast<const T*>(k), static_cast<T*>(phase->data), box, count);
             }
         });
     }

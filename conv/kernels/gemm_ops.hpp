@@ -39,36 +39,6 @@ struct ColumnGemmFunctor {
     }
 };
 
-// The sampled entry of the strided walks: each output sample of dimension 0 is one block, the
-// sum over its overlapping taps of second block times first block. Blocks are `blockRows` deep
-// (the inner dimension) and consecutive taps lie next to each other in memory, the second
-// operand walked backwards, so a run of taps is one product with k = blockRows * taps, at most
-// `tile` taps per call.
-template <class T>
-struct RowGemmFunctor {
-    GemmShape s;
-    int64_t blockRows, tile;
-
-    void sampled(const ConvFlags&, T* out, uint64_t lo, uint64_t count, uint64_t stride, int64_t outStride,
-                 const T* first, uint64_t m, int64_t firstStride, const T* second, uint64_t k,
-                 int64_t secondStride) const {
-        for (uint64_t c = 0; c < count; ++c) {
-            const uint64_t p = lo + c * stride;
-            const uint64_t jLo = p + 1 > m ? p + 1 - m : 0, jHi = std::min(k, p + 1);
-            if (jLo >= jHi) continue;
-            // The lowest addresses of the run: its last tap of the second, its first of the first.
-            const T* a = second + int64_t(jHi - 1) * secondStride;
-            const T* b = first + int64_t(p - (jHi - 1)) * firstStride;
-            for (uint64_t done = 0, taps = jHi - jLo; done < taps; done += uint64_t(tile)) {
-                const int64_t u = int64_t(std::min<uint64_t>(taps - done, uint64_t(tile)));
-                vlmathdsp::gemmAdd(s.transA, s.transB, s.mUnit, s.n, blockRows * u, a, s.lda, b, s.ldb,
-                                   out + int64_t(c) * outStride, s.ldc);
-                a -= u * secondStride, b += u * firstStride;
-            }
-        }
-    }
-};
-
 // The run entry of the sparse walk where every element is a vector: out[i outStride + f] +=
 // *second first[i firstStride + f] for f in [from, to), the part of the vectors of one task.
 template <class T>

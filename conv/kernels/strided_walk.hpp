@@ -29,13 +29,6 @@ inline void reachedSamples(uint64_t j, uint64_t lo, uint64_t count, uint64_t s, 
     i1 = last < lo ? 0 : std::min(count, (last - lo) / s + 1);
 }
 
-// Whether an operator takes a sampled dimension 0 whole: op.sampled(flags, out, lo, count, stride,
-// outStride, first, m, firstStride, second, k, secondStride), pointers at element 0.
-template <class Op, class = void>
-struct TakesSampledRuns : std::false_type {};
-template <class Op>
-struct TakesSampledRuns<Op, std::void_t<decltype(&Op::sampled)>> : std::true_type {};
-
 template <class Op, class Out, class F, class S>
 struct StridedWalk {
     const ConvGeometry& g;
@@ -66,25 +59,19 @@ struct StridedWalk {
         }
     }
 
-    // Dimension 0: the operator's own sampled entry, or one run entry per second-operand element
-    // over the samples it reaches.
+    // Dimension 0: one run entry per second-operand element over the samples it reaches.
     void sampledRuns(Out* out, const F* first, const S* second, uint64_t count) const {
         const uint64_t s = stride[0], m = g.firstSize[0], k = g.secondSize[0];
-        if constexpr (TakesSampledRuns<Op>::value) {
-            op.sampled(flags, out, lo[0], count, s, g.outStride[0], first, m, g.firstStride[0], second, k,
-                       g.secondStride[0]);
-        } else {
-            const uint64_t last = lo[0] + (count - 1) * s;
-            const uint64_t jLo = lo[0] + 1 > m ? lo[0] + 1 - m : 0, jHi = std::min(k, last + 1);
-            for (uint64_t j = jLo; j < jHi; ++j) {
-                uint64_t i0, i1;
-                reachedSamples(j, lo[0], count, s, m, i0, i1);
-                if (i0 < i1) {
-                    const int64_t step = sampleStep(0, i1 - i0);
-                    op(flags, out + int64_t(i0) * g.outStride[0], g.outStride[0],
-                       first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], step,
-                       second + int64_t(j) * g.secondStride[0], i1 - i0);
-                }
+        const uint64_t last = lo[0] + (count - 1) * s;
+        const uint64_t jLo = lo[0] + 1 > m ? lo[0] + 1 - m : 0, jHi = std::min(k, last + 1);
+        for (uint64_t j = jLo; j < jHi; ++j) {
+            uint64_t i0, i1;
+            reachedSamples(j, lo[0], count, s, m, i0, i1);
+            if (i0 < i1) {
+                const int64_t step = sampleStep(0, i1 - i0);
+                op(flags, out + int64_t(i0) * g.outStride[0], g.outStride[0],
+                   first + int64_t(lo[0] + i0 * s - j) * g.firstStride[0], step,
+                   second + int64_t(j) * g.secondStride[0], i1 - i0);
             }
         }
     }

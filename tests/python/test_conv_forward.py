@@ -41,6 +41,8 @@ CASES = [  # H, W, C, N, kH, kW, F, padding, stride
     (9, 8, 3, 4, 3, 2, 5, (2, 1, 0, 3), (2, 3)),      # asymmetric, mixed strides
     (13, 12, 2, 2, 3, 3, 3, (1, 2, 2, 1), (3, 1)),
     (7, 6, 5, 3, 1, 1, 4, (0, 0, 0, 0), (1, 1)),      # 1x1 filters
+    (7, 6, 5, 3, 1, 1, 4, (0, 0, 0, 0), (2, 3)),      # strides beyond the filter: phases without taps
+    (11, 10, 2, 3, 2, 2, 3, (1, 1, 1, 0), (3, 4)),
     (7, 6, 2, 3, 7, 6, 2, (0, 0, 0, 0), (1, 1)),      # filter as large as the image
     (7, 6, 2, 3, 6, 5, 2, (5, 4, 5, 4), (1, 1)),      # large filter, full padding
     (8, 9, 1, 1, 3, 3, 1, (1, 1, 1, 1), (1, 1)),      # C = 1, N = 1, F = 1

@@ -36,7 +36,7 @@ void checkPermutation(const std::vector<size_t>& dims, const std::vector<size_t>
     for (size_t d : dims) count *= d;
     std::vector<T> values(count * (complex ? 2 : 1));
     for (auto& v : values) v = static_cast<T>(rng() % 1000);
-    Array a = numeric(dims, sizeof(T) == 8 ? VX_DOUBLE_CLASS : VX_INT16_CLASS, complex);
+    Array a = numeric(dims, sizeof(T) == 8 ? VX_DOUBLE_CLASS : sizeof(T) == 4 ? VX_SINGLE_CLASS : VX_INT16_CLASS, complex);
     std::copy(values.begin(), values.end(), static_cast<T*>(a->data));
     std::vector<double> orderOneBased;
     for (size_t o : order) orderOneBased.push_back(double(o + 1));
@@ -80,6 +80,10 @@ TEST(Permute, LargeArraysTakeTheBlockedParallelPathAndStayExact) {
     checkPermutation<double>({97, 65, 33}, {1, 2, 0}, false);  // odd sizes against the tiles
     checkPermutation<double>({300, 301}, {1, 0}, true);
     checkPermutation<double>({64, 40, 30}, {0, 2, 1}, false);
+    // 4-byte elements move in 4 by 4 register blocks: tiles with and without partial blocks.
+    checkPermutation<float>({97, 65, 33}, {1, 2, 0}, false);
+    checkPermutation<float>({58, 6, 64, 3}, {2, 3, 0, 1}, false);
+    checkPermutation<float>({300, 301}, {1, 0}, true);
 }
 
 TEST(Permute, BadOrdersAndOtherClasses) {

@@ -4,6 +4,8 @@ its share of this machine's sgemm peak, measured here on a large square product.
 both gradients, against torch.autograd.grad on the same layer's graph, made outside the timing."""
 
 import os
+import subprocess
+import sys
 import time
 
 import numpy as np
@@ -24,6 +26,20 @@ def sgemm_peak():
     return 2 * 2048 ** 3 / best / 1e9
 
 
+def forced_avx512_peak():
+    """The same peak with OpenBLAS's AVX-512 kernels forced, in a fresh process, on a CPU that has
+    them; None elsewhere. OpenBLAS picks its kernels when it loads, and may not pick these."""
+    with open("/proc/cpuinfo") as f:
+        flags = f.read()
+    if not all(flag in flags for flag in ("avx512f", "avx512bw", "avx512dq", "avx512vl")):
+        return None
+    code = "import bench_network; print(bench_network.sgemm_peak())"
+    env = dict(os.environ, OPENBLAS_CORETYPE="SkylakeX")
+    out = subprocess.run([sys.executable, "-c", code], env=env, capture_output=True, text=True,
+                         cwd=os.path.dirname(os.path.abspath(__file__)))
+    return float(out.stdout) if out.returncode == 0 else None
+
+
 def _timed(fn):
     start = time.perf_counter()
     fn()
@@ -34,6 +50,10 @@ def run(report):
     threads = os.cpu_count()
     torch.set_num_threads(threads)
     peak = sgemm_peak()
+    forced = forced_avx512_peak()
+    if forced:
+        print(f"  sgemm peak as loaded {peak:.0f} GFLOP/s; with OpenBLAS's AVX-512 kernels forced "
+              f"{forced:.0f} GFLOP/s (not used here, by us or by the peers)")
     rng = np.random.default_rng(0)
     for dtype, stride in ((np.float32, 1), (np.float32, 2), (np.float64, 1)):
         x = rng.standard_normal((N, C, H, W)).astype(dtype)

@@ -184,8 +184,9 @@ def network_workload(report):
     before = 0.5 * np.sum((y - target) ** 2)
     after = 0.5 * np.sum((vm.conv_forward(ours_x, ours_w - step * dw, pad) - target) ** 2)
     print(f"  one gradient step on the filters lowers the squared error from {before:.1f} to {after:.1f}")
-    diff = max(np.max(np.abs(dw.transpose(3, 2, 0, 1) - want_w)), np.max(np.abs(dx.transpose(3, 2, 0, 1) - want_x)))
-    report.add("network layer backward, both gradients", t[0], "torch autograd", t[1], note=f"max diff {diff:.1e}")
+    diff = max(np.max(np.abs(dw.transpose(3, 2, 0, 1) - want_w)) / np.max(np.abs(want_w)),
+               np.max(np.abs(dx.transpose(3, 2, 0, 1) - want_x)) / np.max(np.abs(want_x)))
+    report.add("network layer backward, both gradients", t[0], "torch autograd", t[1], note=f"max rel diff {diff:.1e}")
 
 
 def audio_workload(report):

@@ -7,7 +7,7 @@ import scipy.sparse
 import torch
 
 import vlmathdsp as vm
-from network_layout import from_ours, to_ours
+from network_layout import LAYERS, expect_error, from_ours, to_ours
 
 
 def torch_gradients(x, w, g, pad, stride):
@@ -32,14 +32,7 @@ def image_gradient(g, w, pad, stride, size, expansion=False):
                             np.array(size, float), expansion)
 
 
-CASES = [  # H, W, C, N, kH, kW, F, padding, stride
-    (9, 8, 3, 4, 3, 2, 5, (0, 0, 0, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (1, 0, 0, 0), (1, 1)),      # each side on its own
-    (9, 8, 3, 4, 3, 3, 5, (0, 2, 0, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (0, 0, 1, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (0, 0, 0, 4), (1, 1)),      # trailing padding beyond the filter
-    (9, 8, 3, 4, 3, 2, 5, (2, 1, 0, 3), (2, 3)),      # asymmetric, mixed strides
-    (13, 12, 2, 2, 3, 3, 3, (1, 2, 2, 1), (3, 1)),
+CASES = LAYERS + [
     (12, 11, 2, 3, 3, 3, 2, (1, 1, 1, 1), (2, 1)),    # one dimension strided
     (12, 11, 2, 3, 3, 3, 2, (1, 1, 1, 1), (1, 2)),
     (11, 10, 2, 3, 4, 3, 2, (0, 0, 0, 0), (3, 2)),    # remainders: rows no output reached
@@ -164,12 +157,7 @@ BAD = "VELTRA:legacy_two_part:badsubscript"
     ((X, G, [0.0, 5, 0, 0], [1.0, 2], Z), {}, BAD, "Padding exceeds array bounds."),
 ])
 def test_errors_in_their_order(args, kwargs, identifier, text):
-    args = tuple(np.array(a, float) if isinstance(a, list) else a for a in args)
-    with pytest.raises(vm.Error) as info:
-        vm.call(1, *args, **kwargs)
-    assert info.value.identifier == identifier
-    if text:
-        assert text in str(info.value)
+    expect_error(1, args, kwargs, identifier, text)
 
 
 def test_the_padding_bound_is_the_expanded_gradient_and_holds_for_the_filter_gradient_only():

@@ -7,7 +7,7 @@ import scipy.sparse
 import torch
 
 import vlmathdsp as vm
-from network_layout import from_ours, to_ours
+from network_layout import LAYERS, expect_error, from_ours, to_ours
 
 
 def torch_forward(x, w, pad=(0, 0, 0, 0), stride=(1, 1)):
@@ -32,14 +32,7 @@ def test_the_adapter_on_trivial_cases():
     np.testing.assert_array_equal(vm.conv_forward(x[0, 0], w), x[0, 0, 1:, :])
 
 
-CASES = [  # H, W, C, N, kH, kW, F, padding, stride
-    (9, 8, 3, 4, 3, 2, 5, (0, 0, 0, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (1, 0, 0, 0), (1, 1)),      # each side on its own
-    (9, 8, 3, 4, 3, 3, 5, (0, 2, 0, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (0, 0, 1, 0), (1, 1)),
-    (9, 8, 3, 4, 3, 3, 5, (0, 0, 0, 4), (1, 1)),      # trailing padding beyond the filter
-    (9, 8, 3, 4, 3, 2, 5, (2, 1, 0, 3), (2, 3)),      # asymmetric, mixed strides
-    (13, 12, 2, 2, 3, 3, 3, (1, 2, 2, 1), (3, 1)),
+CASES = LAYERS + [
     (7, 6, 5, 3, 1, 1, 4, (0, 0, 0, 0), (1, 1)),      # 1x1 filters
     (7, 6, 5, 3, 1, 1, 4, (0, 0, 0, 0), (2, 3)),      # strides beyond the filter: phases without taps
     (11, 10, 2, 3, 2, 2, 3, (1, 1, 1, 0), (3, 4)),
@@ -113,12 +106,7 @@ BAD = "VELTRA:legacy_two_part:badsubscript"
     ((X, K, [0.0] * 4, [0.5, 1]), {}, "VELTRA:stridedConvn:InvalidStride", None),
 ])
 def test_errors_in_their_order(args, kwargs, identifier, text):
-    args = tuple(np.array(a, float) if isinstance(a, list) else a for a in args)
-    with pytest.raises(vm.Error) as info:
-        vm.call(0, *args, **kwargs)
-    assert info.value.identifier == identifier
-    if text:
-        assert text in str(info.value)
+    expect_error(0, args, kwargs, identifier, text)
 
 
 def test_a_stride_of_one_point_nine_counts_as_one():

@@ -28,7 +28,10 @@ def sgemm_peak():
 
 def forced_avx512_peak():
     """The same peak with OpenBLAS's AVX-512 kernels forced, in a fresh process, on a CPU that has
-    them; None elsewhere. OpenBLAS picks its kernels when it loads, and may not pick these."""
+    them; None elsewhere, or when they are forced already (scripts/blas_kernels.sh). OpenBLAS
+    picks its kernels when it loads, and may not pick these."""
+    if os.environ.get("OPENBLAS_CORETYPE"):
+        return None
     with open("/proc/cpuinfo") as f:
         flags = f.read()
     if not all(flag in flags for flag in ("avx512f", "avx512bw", "avx512dq", "avx512vl")):
@@ -51,9 +54,9 @@ def run(report):
     torch.set_num_threads(threads)
     peak = sgemm_peak()
     forced = forced_avx512_peak()
-    if forced:
-        print(f"  sgemm peak as loaded {peak:.0f} GFLOP/s; with OpenBLAS's AVX-512 kernels forced "
-              f"{forced:.0f} GFLOP/s (not used here, by us or by the peers)")
+    kernels = os.environ.get("OPENBLAS_CORETYPE", "chosen by OpenBLAS")
+    print(f"  OpenBLAS kernels: {kernels}; sgemm peak {peak:.0f} GFLOP/s" +
+          (f"; {forced:.0f} GFLOP/s with its AVX-512 kernels forced (not used in this run)" if forced else ""))
     rng = np.random.default_rng(0)
     for dtype, stride in ((np.float32, 1), (np.float32, 2), (np.float64, 1)):
         x = rng.standard_normal((N, C, H, W)).astype(dtype)

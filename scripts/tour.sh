@@ -3,5 +3,4 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
-source scripts/blas_kernels.sh
 PYTHONPATH=build/python /usr/bin/python3 python/tour.py

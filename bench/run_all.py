@@ -6,11 +6,12 @@ import bench_fft
 import bench_filter
 import bench_ltitr
 import bench_network
+import bench_pooling
 import bench_strided
 from harness import Report
 
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_filter, bench_fft):
+    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_filter, bench_fft):
         bench.run(report)

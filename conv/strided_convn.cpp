@@ -27,13 +27,11 @@ constexpr size_t kReversedDims = 3;
 // The option words match from this many letters on.
 constexpr size_t kOptionLeast = 3;
 
-bool isNumeric(const vxArray* a) { return (a->flags & VX_FLAG_NUMERIC) != 0; }
-
 OwnedArray operand(const vxArray* a) {
     if (a->flags & VX_FLAG_SPARSE) raise<VELTRA::stridedConvn::SparseInput>();
     const vxClassID id = classOf(a);
     if (id == VX_SINGLE_CLASS || id == VX_DOUBLE_CLASS) return OwnedArray(vxCreateSharedDataCopy(a));
-    if (!isNumeric(a) && id != VX_LOGICAL_CLASS) raise<VELTRA::stridedConvn::InputClass>();
+    if (!vxIsNumericFlags(a) && id != VX_LOGICAL_CLASS) raise<VELTRA::stridedConvn::InputClass>();
     return OwnedArray(vxMustBe(a, VX_DOUBLE_CLASS));
 }
 
@@ -63,7 +61,7 @@ std::vector<uint64_t> wholeValues(const vxArray* a, size_t limit) {
 // A text in an optional position: allowed only as the last of exactly `onlyAt` arguments.
 template <class BadClass>
 bool optionInPlace(const vxArray* a, int nrhs, int onlyAt) {
-    if (isNumeric(a)) return false;
+    if (vxIsNumericFlags(a)) return false;
     if (nrhs == onlyAt && Veltrix::String::isScalarText(a, true, true)) return true;
     raise<BadClass>();
 }

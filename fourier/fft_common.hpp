@@ -30,7 +30,7 @@ bool takeTrailingOption(int& nrhs, const vxArray** prhs, int fullCount) {
 inline vlmathdsp::OwnedArray workingInput(const vxArray* x) {
     using namespace vlmathdsp;
     const vxClassID id = classOf(x);
-    if ((!(x->flags & VX_FLAG_NUMERIC) && id != VX_LOGICAL_CLASS) || id == VX_INT64_CLASS || id == VX_UINT64_CLASS)
+    if ((!vxIsNumericFlags(x) && id != VX_LOGICAL_CLASS) || id == VX_INT64_CLASS || id == VX_UINT64_CLASS)
         raise<VELTRA::fftfcn::InvalidInputType>();
     if (x->flags & VX_FLAG_SPARSE) raise<VELTRA::fftfcn::SparseInputType>();
     if (id == VX_SINGLE_CLASS) return OwnedArray(const_cast<vxArray*>(x), false);

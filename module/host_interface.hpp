@@ -61,6 +61,7 @@ using vxBuiltin = void (*)(int nlhs, vxArray** plhs, int nrhs, const vxArray** p
 
 inline bool vxIsComplexFlags(const vxArray* a) { return (a->flags & VX_FLAG_COMPLEX) == VX_FLAG_COMPLEX; }
 inline bool vxIsSparseFlags(const vxArray* a) { return (a->flags & VX_FLAG_SPARSE) != 0; }
+inline bool vxIsNumericFlags(const vxArray* a) { return (a->flags & VX_FLAG_NUMERIC) != 0; }
 
 namespace matrix::detail::noninlined::vx_array_api {
 // Reading.

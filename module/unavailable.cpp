@@ -10,8 +10,6 @@ namespace vlmathdsp {
         raise<VELTRA::host::unavailable>(text);                         \
     }
 
-VLMATHDSP_UNAVAILABLE(poolForwardMaxEntry, "pooling forward, mode 0")
-VLMATHDSP_UNAVAILABLE(poolForwardAverageEntry, "pooling forward, mode 1")
 VLMATHDSP_UNAVAILABLE(poolBackwardEntry, "pooling backward")
 VLMATHDSP_UNAVAILABLE(windowNormEntry, "window normalisation")
 VLMATHDSP_UNAVAILABLE(fftwControlEntry, "fftw planner and wisdom control")

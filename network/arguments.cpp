@@ -4,6 +4,7 @@
 
 #include "module/argument_helpers.hpp"
 #include "module/exception.hpp"
+#include "module/owned_array.hpp"
 
 namespace vlmathdsp::network {
 
@@ -30,6 +31,14 @@ std::vector<uint64_t> countedValues(const vxArray* a, size_t count, const char* 
     std::vector<uint64_t> v(count);
     for (size_t i = 0; i < count; ++i) v[i] = truncatedUnsigned(static_cast<const double*>(a->data)[i]);
     return v;
+}
+
+std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char* text) {
+    if (!vxIsNumericFlags(a) || vxIsSparseFlags(a) || vxIsComplexFlags(a) || a->get_number_of_elements() != count)
+        raiseBadSubscript(text);
+    const vlmathdsp::OwnedArray u = vlmathdsp::OwnedArray::converted(vxMustBe(a, VX_UINT64_CLASS), a);
+    const uint64_t* v = static_cast<const uint64_t*>(u->data);
+    return std::vector<uint64_t>(v, v + count);
 }
 
 std::vector<uint64_t> readStride(const vxArray* a) {

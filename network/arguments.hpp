@@ -20,6 +20,10 @@ std::vector<uint64_t> countedValues(const vxArray* a, size_t count, const char* 
 // text; a zero: InvalidStride.
 std::vector<uint64_t> readStride(const vxArray* a);
 
+// The values of a real numeric non-sparse array of exactly `count` elements, converted by the
+// host to unsigned 64-bit integers (rounded, saturated, NaN as 0); `text` is the error otherwise.
+std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char* text);
+
 // Both arrays real single or double of one class, non-empty, with at most four dimensions.
 void checkArrayPair(const vxArray* a, const vxArray* b);
 

@@ -150,7 +150,8 @@ def volume_workload(report):
 def network_workload(report):
     """One convolution layer, forward and backward: 16 generated 32x32 images of 16 channels, 32
     filters 3x3, padding 1, in single precision, against PyTorch's conv2d and autograd on the same
-    data in NCHW. The backward pass takes the gradient of a squared-error loss."""
+    data in NCHW, then a max pooling of its rectified maps. The backward pass takes the gradient of
+    a squared-error loss."""
     import torch
     torch.set_num_threads(vm.get_num_threads())
     rng = np.random.default_rng(5)
@@ -169,6 +170,19 @@ def network_workload(report):
           f"responses are positive")
     report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
                note=f"max diff {np.max(np.abs(y.transpose(3, 2, 0, 1) - ref)):.1e}")
+
+    # Max pooling 3x3, stride 2, of the rectified maps.
+    active_f, tactive = np.asfortranarray(active), torch.from_numpy(np.ascontiguousarray(active.transpose(3, 2, 0, 1)))
+    pool_args = (np.array([3.0, 3]), np.ones(4), np.array([2.0, 2]))
+    with torch.no_grad():
+        t = median_times([lambda: vm.max_pool(active_f, *pool_args),
+                          lambda: torch.nn.functional.max_pool2d(tactive, 3, 2, 1)], repeats=9)
+        pooled_ref = torch.nn.functional.max_pool2d(tactive, 3, 2, 1).numpy()
+    pooled = vm.max_pool(active_f, *pool_args)
+    print(f"  max pooling keeps {pooled.shape[0]}x{pooled.shape[1]} of the 32x32 maps; "
+          f"{100 * (pooled > 0).mean():.1f} % of the pooled responses are positive")
+    report.add("network max pooling 3x3 s2", t[0], "torch max_pool2d", t[1],
+               note=f"max diff {np.max(np.abs(pooled.transpose(3, 2, 0, 1) - pooled_ref)):.1e}")
 
     # Loss 0.5 |y - target|^2: its gradient with respect to y is y - target.
     target = rng.standard_normal(y.shape).astype(np.float32)

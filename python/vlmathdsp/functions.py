@@ -93,10 +93,26 @@ def ltitr(A, B, U, *x0):
 
 
 def max_pool(input, poolSize, padding, stride):
+    """max_pool(input, poolSize, padding, stride): maximum pooling of images (H, W, C, N),
+    column-major, single or double (fewer dimensions count as 1), into (oH, oW, C, N).
+    poolSize (k0, k1): window rows and columns; padding (p0, p1, p2, p3): rows before, columns
+    before, rows after, columns after; stride (s0, s1). Whole numbers of any numeric class,
+    rounded. oH = (H + p0 + p2 - k0) // s0 + 1. The padding takes no part: a window's maximum is
+    over its image cells, NaN never wins, and a window wholly in the padding (or of only NaN)
+    gives the most negative finite value of the class.
+
+    From NCHW: input x.transpose(2, 3, 1, 0); the result's transpose(3, 2, 0, 1) is
+    max_pool2d(x, (k0, k1), (s0, s1), (p0, p1)) when p2 = p0 and p3 = p1."""
     return call(12, input, poolSize, padding, stride)
 
 
 def avg_pool(input, poolSize, padding, stride):
+    """avg_pool(input, poolSize, padding, stride): average pooling, arguments and layout as in
+    max_pool. Each output is the sum of its window's image cells divided by k0 k1: padding cells
+    count as zeros, also where the window is cut at the border. NaN in a window gives NaN.
+
+    From NCHW: as max_pool, with avg_pool2d(x, (k0, k1), (s0, s1), (p0, p1),
+    count_include_pad=True) where the windows lie inside the padded image."""
     return call(13, input, poolSize, padding, stride)
 
 

@@ -1,5 +1,6 @@
 #include "network/arguments.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 #include "module/argument_helpers.hpp"
@@ -39,6 +40,21 @@ std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char
     const vlmathdsp::OwnedArray u = vlmathdsp::OwnedArray::converted(vxMustBe(a, VX_UINT64_CLASS), a);
     const uint64_t* v = static_cast<const uint64_t*>(u->data);
     return std::vector<uint64_t>(v, v + count);
+}
+
+PoolSettings readPoolSettings(const vxArray* const* prhs) {
+    const vxArray* input = prhs[0];
+    const vxClassID id = classOf(input);
+    if ((id != VX_DOUBLE_CLASS && id != VX_SINGLE_CLASS) || vxIsSparseFlags(input) || vxIsComplexFlags(input) ||
+        vxIsEmpty(input) || input->numDims > kMaxDims)
+        raiseBadSubscript("Invalid input array.");
+    PoolSettings p;
+    p.window = convertedValues(prhs[1], 2, "Invalid pooling size.");
+    if (std::min(p.window[0], p.window[1]) == 0) raiseBadSubscript("Pooling size must be a positive integer.");
+    p.padding = convertedValues(prhs[2], 4, "Invalid padding specification.");
+    p.stride = convertedValues(prhs[3], 2, "Invalid stride specification.");
+    if (std::min(p.stride[0], p.stride[1]) == 0) raiseBadSubscript("Stride must be a positive integer.");
+    return p;
 }
 
 std::vector<uint64_t> readStride(const vxArray* a) {

@@ -24,6 +24,13 @@ std::vector<uint64_t> readStride(const vxArray* a);
 // host to unsigned 64-bit integers (rounded, saturated, NaN as 0); `text` is the error otherwise.
 std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char* text);
 
+// The pooling arguments after the input: window, padding and stride, checked in that order.
+struct PoolSettings {
+    std::vector<uint64_t> window, padding, stride;
+};
+// The input (real single or double, non-empty, at most 4 dimensions) and prhs[1..3].
+PoolSettings readPoolSettings(const vxArray* const* prhs);
+
 // Both arrays real single or double of one class, non-empty, with at most four dimensions.
 void checkArrayPair(const vxArray* a, const vxArray* b);
 

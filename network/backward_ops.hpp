@@ -22,7 +22,7 @@ struct ExpandedAxis {
     // The element indices [first, last) of the expanded operand whose position r * stride meets
     // an output in [lo, hi) of the full convolution.
     void taps(uint64_t lo, uint64_t hi, uint64_t& first, uint64_t& last) const {
-        first = lo + 1 > real ? (lo + 1 - real + stride - 1) / stride : 0;
+        first = lo + 1 > real ? (lo - real) / stride + 1 : 0;
         last = std::min(count, (hi - 1) / stride + 1);
     }
     // The block of the expanded operand at tap r, counted from its element 0 in memory.

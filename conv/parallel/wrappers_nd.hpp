@@ -107,7 +107,9 @@ using StridedSparseParWrapperND = ParWrapperNDBody<NDWalk::StridedSparse, Op, Ou
 // Clamps the box to the full convolution; false when it is empty in some dimension.
 inline bool clampToFull(Sizes& lo, Sizes& hi, const Sizes& firstSize, const Sizes& secondSize) {
     for (size_t d = 0; d < lo.size(); ++d) {
-        const uint64_t c = std::max<uint64_t>(firstSize[d] + secondSize[d], 1) - 1;
+        uint64_t sum;  // a virtual operand may be of any length: the sum saturates
+        if (__builtin_add_overflow(firstSize[d], secondSize[d], &sum)) sum = UINT64_MAX;
+        const uint64_t c = std::max<uint64_t>(sum, 1) - 1;
         lo[d] = std::min(lo[d], c), hi[d] = std::min(hi[d], c);
         if (hi[d] <= lo[d]) return false;
     }

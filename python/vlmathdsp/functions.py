@@ -117,6 +117,15 @@ def avg_pool(input, poolSize, padding, stride):
 
 
 def avg_pool_backward(grad, poolSize, padding, stride, inputSize, *compensation):
+    """avg_pool_backward(grad, poolSize, padding, stride, inputSize[, compensation]): the gradient
+    of avg_pool. grad (oH, oW, C, N) column-major, single or double; poolSize, padding and stride
+    as in avg_pool; inputSize (H, W) of the pooled images. The result (H, W, C, N) gives each pixel
+    the sum of the gradient elements whose windows cover it, divided by k0 k1. compensation (a
+    double or logical scalar, default true): when false and some padding is not 0, the first and
+    last rows and columns divide instead by the window less the padding on their side.
+
+    From NCHW: grad g.transpose(2, 3, 1, 0); the result's transpose(3, 2, 0, 1) is x.grad of
+    avg_pool2d(x, (k0, k1), (s0, s1), (p0, p1), count_include_pad=True) for that g."""
     return call(14, grad, poolSize, padding, stride, inputSize, *compensation)
 
 

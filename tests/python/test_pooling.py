@@ -147,3 +147,102 @@ BAD = "VELTRA:legacy_two_part:badsubscript"
 ])
 def test_errors_in_their_order(slot, args, kwargs, identifier, text):
     expect_error(slot, args, kwargs, identifier, text)
+
+
+def backward_reference(g, k, p, s, size, compensation=True):
+    """Each window's gradient spread over its image cells, by k0 k1, or, with compensation off
+    and some padding, the first and last rows and columns by the window less their padding
+    (unsigned 64-bit, wrapping)."""
+    out = np.zeros(tuple(size) + g.shape[2:])
+    for o in range(g.shape[0]):
+        for q in range(g.shape[1]):
+            r, c = o * s[0] - p[0], q * s[1] - p[1]
+            out[max(r, 0):max(r + k[0], 0), max(c, 0):max(c + k[1], 0)] += g[o, q]
+    if compensation or not any(p):
+        return out / (k[0] * k[1])
+    count = lambda n, kk, before, after: np.array(
+        [float((kk - (after if i == n - 1 else 0) - (before if i == 0 else 0)) % 2**64) for i in range(n)])
+    rows, cols = count(size[0], k[0], p[0], p[2]), count(size[1], k[1], p[1], p[3])
+    with np.errstate(divide="ignore", invalid="ignore"):  # a count of 0 gives Inf or NaN, as it stands
+        return out / (rows[:, None] * cols[None, :]).reshape(rows.size, cols.size, *([1] * (g.ndim - 2)))
+
+
+def pool_backward(g, k, p, s, size, *compensation):
+    return vm.avg_pool_backward(g, np.array(k, float), np.array(p, float), np.array(s, float),
+                                np.array(size, float), *compensation)
+
+
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+@pytest.mark.parametrize("H,W,C,N,k,s,p", TORCH_CASES)
+def test_average_backward_against_torch_autograd(H, W, C, N, k, s, p, dtype):
+    rng = np.random.default_rng(H + W + C + 1)
+    x = torch.tensor(rng.standard_normal((N, C, H, W)).astype(dtype), requires_grad=True)
+    y = torch.nn.functional.avg_pool2d(x, k, s, p, count_include_pad=True)
+    g = rng.standard_normal(tuple(y.shape)).astype(dtype)
+    want, = torch.autograd.grad(y, (x,), torch.from_numpy(g))
+    got = from_ours(pool_backward(to_ours(g), k, (p[0], p[1], p[0], p[1]), s, (H, W)))
+    tol = 1e-6 if dtype == np.float32 else 1e-14
+    assert got.dtype == dtype
+    np.testing.assert_allclose(got, want.numpy(), rtol=tol, atol=tol)
+
+
+@pytest.mark.parametrize("compensation", [True, False])
+@pytest.mark.parametrize("H,W,k,p,s", REFERENCE_CASES + [
+    (1, 6, (3, 2), (1, 0, 1, 1), (1, 1)),        # one row: both its paddings compensated
+    (9, 8, (2, 2), (3, 1, 0, 0), (1, 2)),        # padding beyond the window: counts wrap
+])
+def test_average_backward_against_a_plain_loop(H, W, k, p, s, compensation):
+    oH, oW = (H + p[0] + p[2] - k[0]) // s[0] + 1, (W + p[1] + p[3] - k[1]) // s[1] + 1
+    g = np.asfortranarray(np.random.default_rng(H * W + 1).standard_normal((oH, oW, 2, 3)))
+    got = pool_backward(g, k, p, s, (H, W), compensation)
+    np.testing.assert_allclose(got, backward_reference(g, k, p, s, (H, W), compensation), rtol=1e-13, atol=1e-13)
+    # A larger image than the windows reached: zeros beyond them, the rest unchanged.
+    larger = pool_backward(g, k, p, s, (H + 3, W + 2))
+    np.testing.assert_allclose(larger, backward_reference(g, k, p, s, (H + 3, W + 2)), rtol=1e-13, atol=1e-13)
+
+
+def test_compensation_is_a_truth_value_and_changes_nothing_without_padding():
+    g = np.asfortranarray(np.random.default_rng(3).standard_normal((4, 5, 2)))
+    args = ((2, 2), (0, 0, 0, 0), (2, 2), (8, 10))
+    plain = pool_backward(g, *args)
+    for flag in (False, 0.0, np.array(False), 2.5):
+        np.testing.assert_array_equal(pool_backward(g, *args, flag), plain)
+    padded = ((3, 3), (1, 1, 1, 1), (2, 2), (8, 10))
+    np.testing.assert_array_equal(pool_backward(g, *padded, np.array(False)), pool_backward(g, *padded, 0.0))
+    assert not np.array_equal(pool_backward(g, *padded, 0.0), pool_backward(g, *padded))
+    nan = g.copy()
+    nan[1, 1, 0] = np.nan
+    assert np.isnan(pool_backward(nan, *args)[2:4, 2:4, 0]).all()
+
+
+@pytest.mark.parametrize("images,s", [(2, (1, 1)), (2, (2, 3)), (40, (1, 1)), (40, (2, 2))])
+def test_backward_one_thread_and_several_give_the_same_bits(threads, images, s):
+    g = np.asfortranarray(np.random.default_rng(4).standard_normal((35, 33, images)))
+    size = (35 * s[0] + 1, 33 * s[1] + 1)
+    threads(1)
+    one = pool_backward(g, (3, 3), (1, 1, 1, 1), s, size, False)
+    for n in (2, 3):
+        threads(n)
+        np.testing.assert_array_equal(pool_backward(g, (3, 3), (1, 1, 1, 1), s, size, False), one)
+
+
+G5 = np.ones((4, 4, 2))
+Z = [5.0, 5]
+
+
+@pytest.mark.parametrize("args,kwargs,identifier,text", [
+    ((G5, K, P, S, Z), {"nargout": 2}, "VELTRA:maxlhs", None),
+    ((G5, K, P, S, Z, 1.0, 1.0), {}, "VELTRA:maxrhs", None),
+    ((G5, K, P, S), {}, "VELTRA:minrhs", None),
+    ((G5.astype(np.float32) * 1j, K, P, S, Z), {}, BAD, "Invalid input array."),
+    ((G5, [2.0, 0], P, S, Z), {}, BAD, "Pooling size must be a positive integer."),
+    ((G5, K, [0.0], [1.0], Z), {}, BAD, "Invalid padding specification."),
+    ((G5, K, P, [1.0, 0], [5.0]), {}, BAD, "Stride must be a positive integer."),  # before the size
+    ((G5, K, P, S, [5.0], [1.0, 1]), {}, BAD, "Invalid input size specification."),  # before the flag
+    ((G5, K, P, S, [5.0, 0.2]), {}, BAD, "Input size must be positive integers."),
+    ((G5, K, P, S, Z, [1.0, 1]), {}, BAD, "Invalid pooling compensation specification."),
+    ((G5, K, P, S, Z, np.float32(1)), {}, BAD, "Invalid pooling compensation specification."),
+    ((G5, K, P, S, Z, "a"), {}, BAD, "Invalid pooling compensation specification."),
+])
+def test_backward_errors_in_their_order(args, kwargs, identifier, text):
+    expect_error(14, args, kwargs, identifier, text)

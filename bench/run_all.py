@@ -8,10 +8,11 @@ import bench_ltitr
 import bench_network
 import bench_pooling
 import bench_strided
+import bench_window_norm
 from harness import Report
 
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_filter, bench_fft):
+    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm, bench_filter, bench_fft):
         bench.run(report)

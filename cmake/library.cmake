@@ -29,6 +29,7 @@ add_library(vlmathdsp_core STATIC
   network/gradient.cpp
   network/pool_forward.cpp
   network/pool_backward.cpp
+  network/window_norm.cpp
   network/folded_gradient.cpp
   statespace/ltitr.cpp)
 target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})

@@ -10,7 +10,6 @@ namespace vlmathdsp {
         raise<VELTRA::host::unavailable>(text);                         \
     }
 
-VLMATHDSP_UNAVAILABLE(windowNormEntry, "window normalisation")
 VLMATHDSP_UNAVAILABLE(fftwControlEntry, "fftw planner and wisdom control")
 VLMATHDSP_UNAVAILABLE(fftwVersionInfoEntry, "fftwVersionInfo")
 VLMATHDSP_UNAVAILABLE(dctEntry, "vldct")

@@ -150,8 +150,8 @@ def volume_workload(report):
 def network_workload(report):
     """One convolution layer, forward and backward: 16 generated 32x32 images of 16 channels, 32
     filters 3x3, padding 1, in single precision, against PyTorch's conv2d and autograd on the same
-    data in NCHW, then a max pooling of its rectified maps. The backward pass takes the gradient of
-    a squared-error loss."""
+    data in NCHW, then a normalisation across channels and a max pooling of its rectified maps. The
+    backward pass takes the gradient of a squared-error loss."""
     import torch
     torch.set_num_threads(vm.get_num_threads())
     rng = np.random.default_rng(5)
@@ -171,8 +171,20 @@ def network_workload(report):
     report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
                note=f"max diff {np.max(np.abs(y.transpose(3, 2, 0, 1) - ref)):.1e}")
 
-    # Max pooling 3x3, stride 2, of the rectified maps.
+    # Normalisation across 5 neighbouring channels of the rectified maps.
     active_f, tactive = np.asfortranarray(active), torch.from_numpy(np.ascontiguousarray(active.transpose(3, 2, 0, 1)))
+    lrn = lambda: torch.nn.functional.local_response_norm(tactive, 5, alpha=1e-3, beta=0.75, k=1.0)
+    with torch.no_grad():
+        t = median_times([lambda: vm.window_norm(active_f, 5, 1e-3, 0.75, 1.0), lrn], repeats=9)
+        normed_ref = lrn().numpy()
+    normed = vm.window_norm(active_f, 5, 1e-3, 0.75, 1.0)
+    on = active > 0
+    print(f"  normalising across 5 channels scales the positive responses by {np.min(normed[on] / active[on]):.3f}"
+          f" to {np.max(normed[on] / active[on]):.3f}")
+    report.add("network window normalisation, 5 channels", t[0], "torch local_response_norm", t[1],
+               note=f"max diff {np.max(np.abs(normed.transpose(3, 2, 0, 1) - normed_ref)):.1e}")
+
+    # Max pooling 3x3, stride 2, of the rectified maps.
     pool_args = (np.array([3.0, 3]), np.ones(4), np.array([2.0, 2]))
     with torch.no_grad():
         t = median_times([lambda: vm.max_pool(active_f, *pool_args),

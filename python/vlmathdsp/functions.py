@@ -130,6 +130,16 @@ def avg_pool_backward(grad, poolSize, padding, stride, inputSize, *compensation)
 
 
 def window_norm(input, windowSize, alpha, beta, k, *gradient):
+    """window_norm(input, windowSize, alpha, beta, k[, gradient]): cross-channel normalisation.
+    input X, single or double, any dimensions: pixels along the first two, channels the third,
+    images all further ones (column-major, e.g. H, W, C, N). Each element is divided by
+    t^beta, t = k + alpha / n * S, S the sum of X^2 over the channels c + h + 1 - n .. c + h of its
+    pixel (h = n // 2: centred for odd n, one more after c for even n; shorter at the ends). With
+    gradient G (same class and dimensions), the result is G * (t - 2 alpha / n beta S) / t^(beta+1),
+    element by element. Scalars: windowSize n (at least 1, truncated), alpha, beta, k.
+
+    From NCHW: x.transpose(2, 3, 1, 0); for odd n the result's transpose(3, 2, 0, 1) is
+    local_response_norm(x, n, alpha, beta, k)."""
     return call(15, input, windowSize, alpha, beta, k, *gradient)
 
 

@@ -1,11 +1,11 @@
 // poolingBackward(grad, poolSize, padding, stride, inputSize[, compensation]): the gradient of
 // average pooling, (I0, I1, C, N) from the result's gradient (oH, oW, C, N). A gather: each
 // element sums the gradient elements whose windows cover it, so no two tasks write one element.
-// At unit strides it is the convolution walk of pooling over the gradient; otherwise each
-// element reads only the gradient elements that stand on the stride's grid, none expanded.
+// At unit strides it is the convolution walk of pooling over the gradient; otherwise the same
+// walk per pair of stride phases, none of the gradient expanded.
 #include <algorithm>
 
-#include <oneapi/tbb/blocked_range3d.h>
+#include <oneapi/tbb/blocked_range.h>
 
 #include "common/parallel_range.hpp"
 #include "module/argument_helpers.hpp"
@@ -23,100 +23,97 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 namespace {
 
-constexpr uint64_t kScaleGrain = 4096, kScaleRowGrain = 16;
-
 uint64_t saturatedSum(uint64_t a, uint64_t b) { return a + b < a ? UINT64_MAX : a + b; }
 uint64_t saturatedProduct(uint64_t a, uint64_t b) {
     uint64_t r;
     return __builtin_mul_overflow(a, b, &r) ? UINT64_MAX : r;
 }
 
-// One dimension of the gather: the gradient elements o (of `count`) whose window, starting at
-// position o stride of the full convolution, covers position q: [first, last).
-struct GatherAxis {
-    uint64_t window, stride, count, padding;
-    void covering(uint64_t q, uint64_t& first, uint64_t& last) const {
-        first = q + 1 > window ? (q - window) / stride + 1 : 0;
-        last = std::min(count, q / stride + 1);
+
+// One dimension of a phase of the strided gather: the result rows i = s u + r - p whose
+// position i + p has remainder r, and the window's taps that land on the gradient's grid for them,
+// ceil((k - r) / s) of them. Row i then sums gradient rows u - a for a below `taps`.
+struct PhaseAxis {
+    uint64_t taps, uLo, uHi, first;  // u in [uLo, uHi), the first at result row `first`
+
+    bool plan(uint64_t k, uint64_t s, uint64_t p, uint64_t r, uint64_t rows) {
+        if (r >= k) return false;
+        taps = (k - 1 - r) / s + 1;
+        uLo = p > r ? (p - r - 1) / s + 1 : 0;
+        const uint64_t last = rows - 1 + p;  // the last position, rows + p - 1 >= r needed
+        if (last < r) return false;
+        uHi = (last - r) / s + 1;
+        if (uLo >= uHi) return false;
+        first = uLo * s + r - p;
+        return true;
     }
 };
 
-// Result columns [j0, j1) of one image, rows [0, rows): for each column of the gradient that
-// covers it, ascending, its elements in ascending order, each added into the rows its window
-// covers. So every element receives its terms in the order of the gather, column by column and
-// row by row, and only the task that owns the column writes it.
+// One image of the result: zeroed, then the sums, then the scaling, while it is in cache. When
+// `split`, each stage is split over the image's columns or rows as well.
 template <class T>
-void gatherColumns(T* out, const T* grad, uint64_t I0, uint64_t rows, uint64_t j0, uint64_t j1, const GatherAxis& r,
-                   const GatherAxis& c) {
-    // Gradient rows whose windows meet the result's rows [0, rows).
-    uint64_t o0, o1, unused;
-    r.covering(r.padding, o0, unused);
-    r.covering(r.padding + rows - 1, unused, o1);
-    for (uint64_t j = j0; j < j1; ++j) {
-        T* column = out + j * I0;
-        uint64_t c0, c1;
-        c.covering(j + c.padding, c0, c1);
-        for (uint64_t oc = c0; oc < c1; ++oc) {
-            const T* g = grad + oc * r.count;
-            for (uint64_t o = o0; o < o1; ++o) {
-                // Window rows [o s - p, o s - p + k) of the result, clipped.
-                const uint64_t top = o * r.stride, bottom = saturatedSum(top, r.window);
-                const uint64_t i0 = top > r.padding ? top - r.padding : 0;
-                const uint64_t i1 = std::min(rows, bottom > r.padding ? bottom - r.padding : 0);
-                const T v = g[o];
-                for (uint64_t i = i0; i < i1; ++i) column[i] += v;
+struct ImageGradient {
+    const PoolSettings& set;
+    uint64_t I0, I1, oH, oW, end[2];
+    bool whole;  // divide by the whole window everywhere
+
+    void operator()(T* out, const T* grad, bool split) const {
+        std::fill(out, out + I0 * I1, T(0));
+        const std::vector<uint64_t>&k = set.window, &p = set.padding, &s = set.stride;
+        if (p[0] < end[0] && p[1] < end[1]) {
+            if (s[0] == 1 && s[1] == 1) {
+                const vfl_network::PoolBox box{{p[0], p[1]}, {end[0], end[1]}, {oH, oW}, {k[0], k[1]},
+                                               {1, 1},       {1, int64_t(I0)}};
+                vfl_network::walkImage<vfl_network::Sumdot<T>>(out, grad, box, split);
+            } else {
+                phases(out, grad, split);
+            }
+        }
+        vlcommon::runRange(split, uint64_t(0), I1, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& js) {
+            for (uint64_t j = js.begin(); j < js.end(); ++j) scaleColumn(out + j * I0, j);
+        });
+    }
+
+    // Other strides: per pair of phases, a unit-stride pooling walk of the gradient with the
+    // phase's taps, into the result rows and columns of that phase (stride apart). The phases
+    // cover disjoint elements, so every element still has one writer.
+    void phases(T* out, const T* grad, bool split) const {
+        const std::vector<uint64_t>&k = set.window, &p = set.padding, &s = set.stride;
+        const uint64_t rows[2] = {end[0] - p[0], end[1] - p[1]};
+        for (uint64_t r1 = 0; r1 < std::min(s[1], k[1]); ++r1) {
+            for (uint64_t r0 = 0; r0 < std::min(s[0], k[0]); ++r0) {
+                PhaseAxis a0, a1;
+                if (!a0.plan(k[0], s[0], p[0], r0, rows[0]) || !a1.plan(k[1], s[1], p[1], r1, rows[1])) continue;
+                const vfl_network::PoolBox box{{a0.uLo, a1.uLo}, {a0.uHi, a1.uHi}, {oH, oW}, {a0.taps, a1.taps},
+                                               {1, 1}, {int64_t(s[0]), int64_t(s[1] * I0)}};
+                vfl_network::walkImage<vfl_network::Sumdot<T>>(out + a0.first + a1.first * I0, grad, box, split);
             }
         }
     }
-}
 
-template <class T>
-void gatherImages(T* out, const T* grad, uint64_t images, uint64_t I0, uint64_t I1, uint64_t rows, uint64_t cols,
-                  const GatherAxis& r, const GatherAxis& c) {
-    const bool nested = images < vfl_network::kNestedImages;
-    vlcommon::forEachIndex(images > 1, uint64_t(0), images, uint64_t(1), [&](uint64_t n) {
-        T* o = out + n * I0 * I1;
-        const T* g = grad + n * r.count * c.count;
-        vlcommon::runRange(nested, uint64_t(0), cols, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& js) {
-            gatherColumns(o, g, I0, rows, js.begin(), js.end(), r, c);
-        });
-    });
-}
+    // By the whole window, or, with compensation off, the first and last rows and columns by the
+    // window less the padding on their side (unsigned, as it stands).
+    void scaleColumn(T* column, uint64_t j) const {
+        const std::vector<uint64_t>&k = set.window, &p = set.padding;
+        if (whole) {
+            uint64_t product;
+            const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
+            for (uint64_t i = 0; i < I0; ++i) column[i] /= cells;
+            return;
+        }
+        const uint64_t colCount = k[1] - (j == I1 - 1 ? p[3] : 0) - (j == 0 ? p[1] : 0);
+        for (uint64_t i = 0; i < I0; ++i) {
+            const uint64_t rowCount = k[0] - (i == I0 - 1 ? p[2] : 0) - (i == 0 ? p[0] : 0);
+            column[i] /= T(rowCount) * T(colCount);
+        }
+    }
+};
 
 bool readCompensation(const vxArray* a) {
     const vxClassID id = classOf(a);
     if ((id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) || !vxIsScalar(a))
         raiseBadSubscript("Invalid pooling compensation specification.");
     return vxGetScalar(a) != 0;
-}
-
-// Each element divided by the whole window, or, with compensation off, the first and last rows
-// and columns by the window less the padding on their side (unsigned, as it stands).
-template <class T>
-void scale(T* out, uint64_t I0, uint64_t I1, uint64_t images, const PoolSettings& s, bool whole) {
-    const std::vector<uint64_t>&k = s.window, &p = s.padding;
-    if (whole) {
-        uint64_t product;
-        const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
-        const uint64_t count = I0 * I1 * images;
-        vlcommon::runRange(count > kScaleGrain, uint64_t(0), count, kScaleGrain,
-                           [&](const tbb::blocked_range<uint64_t>& r) {
-                               for (uint64_t i = r.begin(); i < r.end(); ++i) out[i] /= cells;
-                           });
-        return;
-    }
-    const tbb::blocked_range3d<uint64_t> range(0, images, 1, 0, I1, 1, 0, I0, kScaleRowGrain);
-    vlcommon::runRange(I0 * I1 * images > kScaleGrain, range, [&](const tbb::blocked_range3d<uint64_t>& t) {
-        for (uint64_t n = t.pages().begin(); n < t.pages().end(); ++n)
-            for (uint64_t j = t.rows().begin(); j < t.rows().end(); ++j) {
-                const uint64_t colCount = k[1] - (j == I1 - 1 ? p[3] : 0) - (j == 0 ? p[1] : 0);
-                T* column = out + (n * I1 + j) * I0;
-                for (uint64_t i = t.cols().begin(); i < t.cols().end(); ++i) {
-                    const uint64_t rowCount = k[0] - (i == I0 - 1 ? p[2] : 0) - (i == 0 ? p[0] : 0);
-                    column[i] /= T(rowCount) * T(colCount);
-                }
-            }
-    });
 }
 
 }  // namespace
@@ -136,25 +133,18 @@ void poolBackwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs)
     for (size_t a = 0; a < 2; ++a)
         end[a] = std::min(saturatedSum(saturatedProduct(d[a] - 1, s[a]), k[a]), saturatedSum(p[a], I[a]));
     size_t dims[4] = {I[0], I[1], d[2], d[3]};
-    OwnedArray result(vxCreateNumericArray(4, dims, classOf(grad), vxREAL));
+    OwnedArray result(vxCreateUninitNumericArray(4, dims, classOf(grad), vxREAL));
     const uint64_t images = d[2] * d[3];
+    const bool noPadding = !(p[0] || p[1] || p[2] || p[3]);
     ComputationalThreadScope scope;
     withRealType(grad, [&](auto type) {
         using T = typename decltype(type)::type;
         T* out = static_cast<T*>(result->data);
         const T* g = static_cast<const T*>(grad->data);
-        if (p[0] < end[0] && p[1] < end[1]) {
-            if (s[0] == 1 && s[1] == 1) {
-                const vfl_network::PoolBox box{{p[0], p[1]}, {end[0], end[1]}, {d[0], d[1]}, {k[0], k[1]},
-                                               {1, 1},       I[0],           I[0] * I[1]};
-                vfl_network::walkImages<vfl_network::Sumdot<T>>(out, g, images, box);
-            } else {
-                const GatherAxis rows{k[0], s[0], d[0], p[0]}, cols{k[1], s[1], d[1], p[1]};
-                gatherImages(out, g, images, I[0], I[1], end[0] - p[0], end[1] - p[1], rows, cols);
-            }
-        }
-        const bool noPadding = !(p[0] || p[1] || p[2] || p[3]);
-        scale(out, I[0], I[1], images, settings, compensation || noPadding);
+        const ImageGradient<T> image{settings, I[0], I[1], d[0], d[1], {end[0], end[1]}, compensation || noPadding};
+        vlcommon::forEachIndex(images > 1, uint64_t(0), images, uint64_t(1), [&](uint64_t n) {
+            image(out + n * I[0] * I[1], g + n * d[0] * d[1], images < vfl_network::kNestedImages);
+        });
     });
     plhs[0] = result.release();
 }

@@ -22,9 +22,6 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 namespace {
 
-// Elements per task of the fill and of the final division.
-constexpr uint64_t kDivideGrain = 4096;
-
 // One dimension: the output count, the outputs `skip` that lie wholly in the leading padding,
 // and the full-convolution positions [start, end) of the outputs from there on.
 struct PoolAxis {
@@ -55,7 +52,6 @@ void poolingForward(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, in
     const PoolAxis a[2] = {poolAxis(k[0], p[0], s[0], padded[0]), poolAxis(k[1], p[1], s[1], padded[1])};
     size_t dims[4] = {a[0].out, a[1].out, d[2], d[3]};
     OwnedArray result(vxCreateUninitNumericArray(4, dims, id, vxREAL));
-    const uint64_t count = a[0].out * a[1].out * d[2] * d[3];
     ComputationalThreadScope scope;
     withRealType(input, [&](auto type) {
         using T = typename decltype(type)::type;
@@ -63,21 +59,23 @@ void poolingForward(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, in
         const T* in = static_cast<const T*>(input->data);
         const T fill = mode == 0 ? std::numeric_limits<T>::lowest() : T(0);
         const vfl_network::PoolBox box{{a[0].start, a[1].start}, {a[0].end, a[1].end}, {d[0], d[1]}, {k[0], k[1]},
-                                       {s[0], s[1]}, a[0].out, a[0].out * a[1].out};
-        T* first = out + a[0].skip + a[1].skip * a[0].out;  // the first output the image reaches
+                                       {s[0], s[1]}, {1, int64_t(a[0].out)}};
         const bool any = a[0].skip < a[0].out && a[1].skip < a[1].out;
-        vlcommon::runRange(count > kDivideGrain, uint64_t(0), count, kDivideGrain,
-                           [&](const tbb::blocked_range<uint64_t>& r) { std::fill(out + r.begin(), out + r.end(), fill); });
-        if (any && mode == 0) vfl_network::walkImages<vfl_network::Maxdot<T>>(first, in, d[2] * d[3], box);
-        if (any && mode == 1) vfl_network::walkImages<vfl_network::Sumdot<T>>(first, in, d[2] * d[3], box);
-        if (mode == 1) {
-            uint64_t product;
-            const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
-            vlcommon::runRange(count > kDivideGrain, uint64_t(0), count, kDivideGrain,
-                               [&](const tbb::blocked_range<uint64_t>& r) {
-                                   for (uint64_t i = r.begin(); i < r.end(); ++i) out[i] /= cells;
-                               });
-        }
+        uint64_t product;
+        const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
+        const uint64_t outImage = a[0].out * a[1].out, inImage = d[0] * d[1], images = d[2] * d[3];
+        const bool split = images < vfl_network::kNestedImages;
+        // Per image, while it is in cache: the fill, the walk from the first output that reaches the
+        // image, and for averages the division.
+        vlcommon::forEachIndex(images > 1, uint64_t(0), images, uint64_t(1), [&](uint64_t n) {
+            T* o = out + n * outImage;
+            std::fill(o, o + outImage, fill);
+            T* first = o + a[0].skip + a[1].skip * a[0].out;
+            if (any && mode == 0) vfl_network::walkImage<vfl_network::Maxdot<T>>(first, in + n * inImage, box, split);
+            if (any && mode == 1) vfl_network::walkImage<vfl_network::Sumdot<T>>(first, in + n * inImage, box, split);
+            if (mode == 1)
+                for (uint64_t i = 0; i < outImage; ++i) o[i] /= cells;
+        });
     });
     plhs[0] = result.release();
 }

@@ -24,8 +24,6 @@ using namespace matrix::detail::noninlined::vx_array_api;
 using vlmathdsp::OwnedArray;
 using vlmathdsp::permuted;
 
-// Bytes of an operand's tile: the cache budget behind the plan test.
-constexpr uint64_t kTileBytes = 262144;
 // Grain: rows of the filter reversal.
 constexpr uint64_t kFlipGrain = 256;
 

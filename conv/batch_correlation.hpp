@@ -29,6 +29,9 @@ struct BatchBox {
     Sizes lo, hi, stride, size;
 };
 
+// Bytes of an operand's tile: the cache budget behind the plan choice and the gradients' row chunks.
+constexpr uint64_t kTileBytes = 262144;
+
 // Whether the sizes of the products fit the BLAS's 32-bit integers.
 bool batchFitsBlas(const BatchBox& box);
 

@@ -42,6 +42,12 @@ std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char
     return std::vector<uint64_t>(v, v + count);
 }
 
+bool truthValue(const vxArray* a, const char* text) {
+    const vxClassID id = classOf(a);
+    if ((id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) || !vxIsScalar(a)) raiseBadSubscript(text);
+    return vxGetScalar(a) != 0;
+}
+
 PoolSettings readPoolSettings(const vxArray* const* prhs) {
     const vxArray* input = prhs[0];
     const vxClassID id = classOf(input);

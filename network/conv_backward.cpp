@@ -19,13 +19,6 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 namespace {
 
-bool readExpansion(const vxArray* a) {
-    const vxClassID id = classOf(a);
-    if ((id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) || !vxIsScalar(a))
-        raiseBadSubscript("Invalid expansion specification.");
-    return vxGetScalar(a) != 0;
-}
-
 // (length - 1) stride + 1.
 uint64_t expandedLength(uint64_t length, uint64_t stride) { return addSizes(mulSizes(length - 1, stride), 1); }
 
@@ -38,7 +31,7 @@ void convBackwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs)
     const std::vector<uint64_t> pad = countedValues(prhs[2], 4, "Invalid padding specification.");
     const std::vector<uint64_t> stride = readStride(prhs[3]);
     const std::vector<uint64_t> z = countedValues(prhs[4], 2, "Invalid filter size specification.");
-    const bool expansion = nrhs > 5 ? readExpansion(prhs[5]) : true;
+    const bool expansion = nrhs > 5 ? truthValue(prhs[5], "Invalid expansion specification.") : true;
     const std::vector<uint64_t> fd = paddedSizes(first, 4), sd = paddedSizes(second, 4);
     if (expansion ? fd[3] != sd[3] : fd[2] != sd[3])
         raiseBadSubscript("Array inputs must share the same number of channels.");

@@ -2,7 +2,8 @@
 // gradient X, P by Q in Y, P being the dimension summed over: N for the filter gradient, F for
 // the image gradient. The result G holds Q by R blocks (filter gradient) or R by Q (image
 // gradient), one product per pair of positions: the expanded operand's block, transposed,
-// times a run of the real operand's blocks.
+// times a run of the real operand's blocks. Unit strides go to the folded filter gradient and to
+// the forward core's batch convolution instead.
 #include "network/gradient.hpp"
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 #include <oneapi/tbb/blocked_range2d.h>
 
 #include "common/parallel_range.hpp"
-#include "conv/parallel/wrappers_nd.hpp"
 #include "module/argument_helpers.hpp"
 #include "conv/batch_correlation.hpp"
 #include "module/permute.hpp"
@@ -24,13 +24,8 @@ namespace vfl_network {
 namespace {
 
 using namespace matrix::detail::noninlined::vx_array_api;
-using vfl_conv::Sizes;
-using vfl_conv::Strides;
 using vlmathdsp::OwnedArray;
 using vlmathdsp::permuted;
-
-// Bytes of an operand's tile, as in the forward pass: the row chunk of the strided walk.
-constexpr uint64_t kTileBytes = 262144;
 
 // The sizes of the walk, both operands named by their role: the real one, read as it is, and the
 // expanded one. Steps count elements.
@@ -50,24 +45,8 @@ Roles rolesOf(const GradientBox& b) {
     return r;
 }
 
-// Unit strides: the plan walk over the box, split along the width only, so that the runs along
-// the height, and with them each product's n, never depend on the split.
-template <class T>
-void unitGradient(const ColumnGemmFunctor<T>& op, T* out, const T* real, const T* expanded, const Roles& r,
-                  const GradientBox& b) {
-    Sizes lo{b.start[0], b.start[1]}, hi{b.end[0], b.end[1]};
-    const Sizes realSize{r.realDims[0], r.realDims[1]}, expandedSize{r.expandedDims[0], r.expandedDims[1]};
-    if (!vfl_conv::parallel::clampToFull(lo, hi, realSize, expandedSize)) return;
-    const int64_t sign = r.reversed ? -1 : 1;
-    const Strides outStride{r.outBlock, r.outBlock * int64_t(r.e0)};
-    const Strides realStride{r.realBlock, r.realBlock * int64_t(r.realDims[0])};
-    const Strides expandedStride{sign * r.expandedBlock, sign * r.expandedBlock * int64_t(r.expandedDims[0])};
-    const vfl_conv::ConvGeometry g{lo, hi, realSize, expandedSize, outStride, realStride, expandedStride};
-    vfl_conv::parallel::runWalk<vfl_conv::parallel::NDWalk::Plans>(op, out, real, expanded, g, vfl_conv::ConvFlags{0, 0},
-                                                                   {1}, {1}, lo, hi);
-}
-
-// Other strides: tasks of fixed chunks of `tile` rows by runs of columns.
+// What the folded and convolution forms leave (some stride above 1): tasks of fixed chunks of
+// `tile` rows by runs of columns.
 template <class T>
 void stridedGradient(const ColumnGemmFunctor<T>& gemm, T* out, const T* real, const T* expanded, const Roles& r,
                      const GradientBox& b, uint64_t tile) {
@@ -133,7 +112,7 @@ vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const 
     size_t dims[4] = {b.expansion ? r.Q : r.R, b.expansion ? r.R : r.Q, r.e0, r.e1};
     OwnedArray G(vxCreateNumericArray(4, dims, vlmathdsp::classOf(first), vxREAL));
     const uint64_t blockElements = b.expansion ? b.firstDims[3] * b.firstDims[2] : b.secondDims[3] * b.secondDims[2];
-    const uint64_t tile = std::max<uint64_t>(kTileBytes / vxGetElementSize(first) / blockElements, 1);
+    const uint64_t tile = std::max<uint64_t>(vfl_conv::kTileBytes / vxGetElementSize(first) / blockElements, 1);
     {
         vlmathdsp::ComputationalThreadScope scope;
         vlmathdsp::withRealType(first, [&](auto type) {
@@ -147,8 +126,7 @@ vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const 
             const T* real = b.expansion ? x : y;
             const T* expanded = b.expansion ? y : x;
             T* out = static_cast<T*>(G->data);
-            if (b.stride[0] == 1 && b.stride[1] == 1) unitGradient(gemm, out, real, expanded, r, b);
-            else stridedGradient(gemm, out, real, expanded, r, b, tile);
+            stridedGradient(gemm, out, real, expanded, r, b, tile);
         });
     }
     X = OwnedArray(), Y = OwnedArray();

@@ -9,6 +9,7 @@
 
 #include "common/parallel_range.hpp"
 #include "module/argument_helpers.hpp"
+#include "module/checked_size.hpp"
 #include "module/entries.hpp"
 #include "module/exception.hpp"
 #include "module/owned_array.hpp"
@@ -22,12 +23,6 @@ using namespace network;
 using namespace matrix::detail::noninlined::vx_array_api;
 
 namespace {
-
-uint64_t saturatedSum(uint64_t a, uint64_t b) { return a + b < a ? UINT64_MAX : a + b; }
-uint64_t saturatedProduct(uint64_t a, uint64_t b) {
-    uint64_t r;
-    return __builtin_mul_overflow(a, b, &r) ? UINT64_MAX : r;
-}
 
 
 // One dimension of a phase of the strided gather: the result rows i = s u + r - p whose
@@ -96,8 +91,7 @@ struct ImageGradient {
     void scaleColumn(T* column, uint64_t j) const {
         const std::vector<uint64_t>&k = set.window, &p = set.padding;
         if (whole) {
-            uint64_t product;
-            const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
+            const T cells = vfl_network::windowCells<T>(k[0], k[1]);
             for (uint64_t i = 0; i < I0; ++i) column[i] /= cells;
             return;
         }
@@ -109,13 +103,6 @@ struct ImageGradient {
     }
 };
 
-bool readCompensation(const vxArray* a) {
-    const vxClassID id = classOf(a);
-    if ((id != VX_DOUBLE_CLASS && id != VX_LOGICAL_CLASS) || !vxIsScalar(a))
-        raiseBadSubscript("Invalid pooling compensation specification.");
-    return vxGetScalar(a) != 0;
-}
-
 }  // namespace
 
 void poolBackwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
@@ -125,10 +112,10 @@ void poolBackwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs)
     const std::vector<uint64_t>&k = settings.window, &p = settings.padding, &s = settings.stride;
     const std::vector<uint64_t> I = convertedValues(prhs[4], 2, "Invalid input size specification.");
     if (std::min(I[0], I[1]) == 0) raiseBadSubscript("Input size must be positive integers.");
-    const bool compensation = nrhs > 5 ? readCompensation(prhs[5]) : true;
+    const bool compensation = nrhs > 5 ? truthValue(prhs[5], "Invalid pooling compensation specification.") : true;
 
     const std::vector<uint64_t> d = paddedSizes(grad, 4);
-    // Positions of the full convolution of the stride-expanded gradient with the window.
+    // Where the windows stop: past the last gradient row's window, or past the image.
     uint64_t end[2];
     for (size_t a = 0; a < 2; ++a)
         end[a] = std::min(saturatedSum(saturatedProduct(d[a] - 1, s[a]), k[a]), saturatedSum(p[a], I[a]));

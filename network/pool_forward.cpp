@@ -61,8 +61,7 @@ void poolingForward(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, in
         const vfl_network::PoolBox box{{a[0].start, a[1].start}, {a[0].end, a[1].end}, {d[0], d[1]}, {k[0], k[1]},
                                        {s[0], s[1]}, {1, int64_t(a[0].out)}};
         const bool any = a[0].skip < a[0].out && a[1].skip < a[1].out;
-        uint64_t product;
-        const T cells = __builtin_mul_overflow(k[0], k[1], &product) ? T(double(k[0]) * double(k[1])) : T(product);
+        const T cells = vfl_network::windowCells<T>(k[0], k[1]);
         const uint64_t outImage = a[0].out * a[1].out, inImage = d[0] * d[1], images = d[2] * d[3];
         const bool split = images < vfl_network::kNestedImages;
         // Per image, while it is in cache: the fill, the walk from the first output that reaches the

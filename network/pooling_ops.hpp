@@ -4,10 +4,18 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "conv/kernels/conv_flags.hpp"
 
 namespace vfl_network {
+
+// The divisor of averages, k0 k1 converted once to T.
+template <class T>
+T windowCells(uint64_t k0, uint64_t k1) {
+    uint64_t product;
+    return __builtin_mul_overflow(k0, k1, &product) ? T(double(k0) * double(k1)) : T(product);
+}
 
 // Maximum where NaN never wins: an output keeps its value unless an element is greater. Cells of
 // the padding are never visited.

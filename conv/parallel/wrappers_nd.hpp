@@ -15,6 +15,7 @@
 #include "conv/kernels/strided_walk.hpp"
 #include "conv/kernels/walk_nd.hpp"
 #include "module/argument_helpers.hpp"
+#include "module/checked_size.hpp"
 
 namespace vfl_conv::parallel {
 
@@ -107,9 +108,8 @@ using StridedSparseParWrapperND = ParWrapperNDBody<NDWalk::StridedSparse, Op, Ou
 // Clamps the box to the full convolution; false when it is empty in some dimension.
 inline bool clampToFull(Sizes& lo, Sizes& hi, const Sizes& firstSize, const Sizes& secondSize) {
     for (size_t d = 0; d < lo.size(); ++d) {
-        uint64_t sum;  // a virtual operand may be of any length: the sum saturates
-        if (__builtin_add_overflow(firstSize[d], secondSize[d], &sum)) sum = UINT64_MAX;
-        const uint64_t c = std::max<uint64_t>(sum, 1) - 1;
+        // A virtual operand may be of any length: the sum saturates.
+        const uint64_t c = std::max<uint64_t>(vlmathdsp::saturatedSum(firstSize[d], secondSize[d]), 1) - 1;
         lo[d] = std::min(lo[d], c), hi[d] = std::min(hi[d], c);
         if (hi[d] <= lo[d]) return false;
     }

@@ -12,17 +12,22 @@ add_library(vlmathdsp_core STATIC
   conv/kernels/dim_plan.cpp
   conv/parallel/workspace.cpp
   conv/separable.cpp
+  dcst/dcst1d.cpp
+  dcst/dcst_pass.cpp
+  dcst/dcstn.cpp
+  dcst/entries.cpp
+  dcst/plan_container.cpp
   filter/divide.cpp
   fourier/fft1d.cpp
   fourier/fft_pass.cpp
   fourier/fftn.cpp
+  fourier/fftw_control.cpp
   fourier/plan_container.cpp
   fourier/resize.cpp
   filter/filter.cpp
   module/argument_helpers.cpp
   module/builtin_table.cpp
   module/registration.cpp
-  module/unavailable.cpp
   network/arguments.cpp
   network/conv_forward.cpp
   network/conv_backward.cpp
@@ -34,7 +39,7 @@ add_library(vlmathdsp_core STATIC
   statespace/ltitr.cpp)
 target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
 target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)
-target_link_libraries(vlmathdsp_core PUBLIC vlhost vlfl_fft Boost::headers Boost::thread vl_openblas TBB::tbb)
+target_link_libraries(vlmathdsp_core PUBLIC vlhost vlfl_fft ${FFTW3_LIBRARY} ${FFTW3F_LIBRARY} Boost::headers Boost::thread vl_openblas TBB::tbb)
 
 add_library(vlmathdsp SHARED module/exports.cpp)
 target_compile_definitions(vlmathdsp PRIVATE VLMATHDSP_VERSION="${PROJECT_VERSION}")

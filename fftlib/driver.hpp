@@ -127,10 +127,10 @@ struct PlanOwner {
     bool owned;
 };
 
-// Finds or makes the plan; `make(flags, in, out)` plans on the given arrays. The caller owns the
-// plan when the cache refused it.
-template <class T, int kind, class Make, class In, class Out>
-PlanOwner<T> planFor(fftwPlanCacheInterface<T, kind>* cache, const Job<T>& job, In* in, Out* out, size_t inBytes,
+// Finds or makes the plan in the cache (either family's interface); `make(flags, in, out)` plans
+// on the given arrays. The caller owns the plan when the cache refused it.
+template <class T, class Cache, class Make, class In, class Out>
+PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t inBytes,
                      size_t outBytes, Make make, const PlanKey* keyOverride = nullptr) {
     using F = Fftw<T>;
     const bool inPlace = static_cast<void*>(in) == static_cast<void*>(out);

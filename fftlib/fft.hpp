@@ -68,6 +68,24 @@ template <class T, int kind>
 void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, const InOf<T, kind>* in,
                  OutOf<T, kind>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany, int sign);
 
+// The cosine and sine transforms: kind = type - 1, plus 4 for the sine family.
+enum DcstKind : int { kDct1 = 0, kDct2, kDct3, kDct4, kDst1, kDst2, kDst3, kDst4 };
+
+template <class T, int kind>
+class dcstPlanCacheInterface {
+public:
+    virtual ~dcstPlanCacheInterface() = default;
+    virtual bool insert(const PlanKey& key, PlanOf<T> plan) = 0;
+    virtual PlanOf<T> find(const PlanKey& key) = 0;
+};
+
+// howMany orthonormal transforms of the kind, laid out as in veltraFFT1D; complex data (isComplex)
+// is interleaved, and its real and imaginary parts are transformed alike. Each inverse is a kind
+// of its own (DCT-III undoes DCT-II; I and IV undo themselves), so the sign changes nothing.
+template <class T, int kind>
+void veltraDCST1D(fftwContext context, dcstPlanCacheInterface<T, kind>* cache, const T* in, T* out, uint64_t stride,
+                  uint64_t n, uint64_t inLen, uint64_t howMany, int sign, bool isComplex);
+
 // The process-wide wrapper of FFTW's entry points.
 class fftwApi {
 public:

@@ -32,7 +32,7 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
     const int alignment = F::alignment(reinterpret_cast<T*>(probe.data));
     PlanKey key = bufferJob.key(true, alignment, alignment);
     key[3] |= uint64_t(1) << kKeyBufferedBit;
-    const PlanOwner<T> plan = planFor<T, kComplexToComplex>(
+    const PlanOwner<T> plan = planFor<T>(
         cache, bufferJob, probe.data, probe.data, W * n * sizeof(C<T>), W * n * sizeof(C<T>),
         [&](unsigned flags, C<T>* i, C<T>* o) {
             return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o), job.sign, flags);
@@ -75,7 +75,7 @@ struct Driver<T, kComplexToComplex> {
         fftw_iodim64 d, how[2];
         job.dims(d, how, stride * n, stride * n);
         const PlanOwner<T> plan =
-            planFor<T, kComplexToComplex>(cache, job, src, out, bytes, bytes, [&](unsigned flags, C<T>* i, C<T>* o) {
+            planFor<T>(cache, job, src, out, bytes, bytes, [&](unsigned flags, C<T>* i, C<T>* o) {
                 return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o), job.sign, flags);
             });
         F::execDft(plan.plan, reinterpret_cast<FC*>(src), reinterpret_cast<FC*>(out));

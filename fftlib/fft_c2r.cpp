@@ -15,7 +15,7 @@ struct Driver<T, kComplexToReal> {
         restage(in, inLen, staged.data, half, stride, outer);
         fftw_iodim64 d, how[2];
         job.dims(d, how, stride * half, stride * n);
-        const PlanOwner<T> plan = planFor<T, kComplexToReal>(
+        const PlanOwner<T> plan = planFor<T>(
             cache, job, staged.data, out, size_t(stride * half * outer) * sizeof(std::complex<T>),
             size_t(stride * n * outer) * sizeof(T), [&](unsigned flags, std::complex<T>* i, T* o) {
                 return F::c2r(1, &d, 2, how, reinterpret_cast<FC*>(i), o, flags);

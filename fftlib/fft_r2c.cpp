@@ -49,7 +49,7 @@ PlanOwner<T> realPlan(fftwPlanCacheInterface<T, kRealToComplex>* cache, const Jo
     fftw_iodim64 d, how[2];
     const uint64_t span = job.stride * job.n, count = span * job.outer;
     job.dims(d, how, span, span);
-    return planFor<T, kRealToComplex>(cache, job, in, out, count * sizeof(T), count * sizeof(std::complex<T>),
+    return planFor<T>(cache, job, in, out, count * sizeof(T), count * sizeof(std::complex<T>),
                                       [&](unsigned flags, T* i, std::complex<T>* o) {
                                           return F::r2c(1, &d, 2, how, i, reinterpret_cast<typename F::complex*>(o),
                                                         flags | FFTW_PRESERVE_INPUT);

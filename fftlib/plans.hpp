@@ -28,7 +28,12 @@ struct Fftw<double> {
                     double* out, unsigned flags) {
         return fftw_plan_guru64_dft_c2r(rank, dims, howRank, how, in, out, flags);
     }
+    static plan r2r(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, double* in, double* out,
+                    const fftw_r2r_kind* kinds, unsigned flags) {
+        return fftw_plan_guru64_r2r(rank, dims, howRank, how, in, out, kinds, flags);
+    }
     static void execDft(plan p, complex* in, complex* out) { fftw_execute_dft(p, in, out); }
+    static void execR2r(plan p, double* in, double* out) { fftw_execute_r2r(p, in, out); }
     static void execR2c(plan p, double* in, complex* out) { fftw_execute_dft_r2c(p, in, out); }
     static void execC2r(plan p, complex* in, double* out) { fftw_execute_dft_c2r(p, in, out); }
     static void destroy(plan p) { fftw_destroy_plan(p); }
@@ -52,7 +57,12 @@ struct Fftw<float> {
                     float* out, unsigned flags) {
         return fftwf_plan_guru64_dft_c2r(rank, dims, howRank, how, in, out, flags);
     }
+    static plan r2r(int rank, const fftw_iodim64* dims, int howRank, const fftw_iodim64* how, float* in, float* out,
+                    const fftw_r2r_kind* kinds, unsigned flags) {
+        return fftwf_plan_guru64_r2r(rank, dims, howRank, how, in, out, kinds, flags);
+    }
     static void execDft(plan p, complex* in, complex* out) { fftwf_execute_dft(p, in, out); }
+    static void execR2r(plan p, float* in, float* out) { fftwf_execute_r2r(p, in, out); }
     static void execR2c(plan p, float* in, complex* out) { fftwf_execute_dft_r2c(p, in, out); }
     static void execC2r(plan p, complex* in, float* out) { fftwf_execute_dft_c2r(p, in, out); }
     static void destroy(plan p) { fftwf_destroy_plan(p); }

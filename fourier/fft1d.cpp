@@ -5,7 +5,6 @@
 
 #include "fourier/fft_common.hpp"
 #include "fourier/resize.hpp"
-#include "module/checked_size.hpp"
 #include "module/entries.hpp"
 
 namespace vlmathdsp {
@@ -14,16 +13,6 @@ namespace {
 
 using namespace matrix::detail::noninlined::vx_array_api;
 using vfl_fft::runPass;
-
-// n: refused when not a number or negative; a fraction or a vector only warns.
-size_t readLength(const vxArray* arg) {
-    if (!(arg->flags & VX_FLAG_NUMERIC) && classOf(arg) != VX_LOGICAL_CLASS) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
-    const double value = vxGetScalar(arg);
-    if (value < 0) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
-    const size_t n = vxCheckIndex(value);
-    if (!vxIsScalar(arg) || vxIsComplexFlags(arg) || double(n) != value) warn<VELTRA::fftfcn::lengthNotNonNegInt>();
-    return n;
-}
 
 // Whether every sequence along the dimension is conjugate symmetric over n (real: symmetric).
 template <class T, bool Complex>
@@ -66,12 +55,17 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 4 : 3);
     const bool symmetricOption =
         inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidFourthArgument>(nrhs, prhs, 4);
-    OwnedArray xWork = vfl_fft::workingInput(prhs[0]);
+    OwnedArray xWork = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(prhs[0]);
     const size_t nd = xWork->numDims;
     const size_t* dims = xWork->get_dimensions();
     const size_t dim0 = nrhs == 3 ? mathcoreGetDimArg(prhs[2]) : mathcoreFindFirstNonSingleton(nd, dims);
     size_t len = dim0 < nd ? dims[dim0] : 1;
-    const size_t n = nrhs >= 2 && !vxIsEmpty(prhs[1]) ? readLength(prhs[1]) : len;
+    size_t n = len;
+    if (nrhs >= 2 && !vxIsEmpty(prhs[1])) {
+        bool irregular;
+        n = vfl_fft::readLength<VELTRA::fftfcn::lengthNotNonNegInt>(prhs[1], irregular);
+        if (irregular) warn<VELTRA::fftfcn::lengthNotNonNegInt>();
+    }
     size_t stride = 1;
     for (size_t i = 0; i < std::min(dim0, nd); ++i) stride *= dims[i];
 
@@ -91,12 +85,7 @@ void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign)
     OwnedArray output, source;
     const vxArray* from = xWork.get();
     if (len != n) {
-        // dim0 comes from an argument: room for the longer shape is asked of the host first, whose
-        // refusal is its out-of-memory error.
-        if (dim0 >= nd) vxFree(vxMalloc(mulSizes(addSizes(dim0, 1), sizeof(size_t))));
-        std::vector<size_t> outDims(dims, dims + nd);
-        if (outDims.size() < dim0 + 1) outDims.resize(dim0 + 1, 1);
-        outDims[dim0] = n;
+        const std::vector<size_t> outDims = vfl_fft::dimsWithLength(xWork.get(), dim0, n);
         if (inverse && !complexX) {
             OwnedArray resized(vfl_fft::resizeArray(xWork.get(), outDims, std::min(dim0 + 1, nd),
                                                     std::min(len, n) * stride, true, false));

@@ -19,32 +19,6 @@ constexpr size_t kWholeWalkMax = 1024;
 // Counters of up to this many dimensions live on the stack.
 constexpr size_t kStackDims = 5;
 
-std::vector<size_t> readSizes(const vxArray* siz, size_t nd) {
-    if (!(siz->flags & VX_FLAG_NUMERIC) && classOf(siz) != VX_LOGICAL_CLASS) raise<VELTRA::fftfcn::lengthNotNonNegInt>();
-    const size_t count = siz->get_number_of_elements();
-    if (count < nd) raise<VELTRA::fftfcn::outputSizeLessThanNdimsElements>();
-    bool warned = false;
-    if (vxIsComplexFlags(siz) || siz->get_dimensions()[0] != 1) {
-        warn<VELTRA::fftfcn::outputSizeNotRealIntRowVector>();
-        warned = true;
-    }
-    OwnedArray full = OwnedArray::converted(vxMustBeFullDouble(siz), siz);
-    if (vxIsComplexFlags(full.get())) {
-        if (!full.owns()) full = OwnedArray(vxCreateDeepCopy(siz));
-        vxDeflateComplexToReal(full.get());
-    }
-    const double* v = static_cast<const double*>(full->data);
-    std::vector<size_t> sizes(count);
-    for (size_t i = 0; i < count; ++i) {
-        sizes[i] = vxCheckIndex(v[i]);
-        if (double(sizes[i]) != v[i] && !warned) {
-            warn<VELTRA::fftfcn::outputSizeVectorNotNonNegInts>();
-            warned = true;
-        }
-    }
-    return sizes;
-}
-
 // Walks i over [0, limit) with mirror the linear index of (-c) mod dims; body(i, mirror)
 // returns false to stop.
 template <class Body>
@@ -120,11 +94,17 @@ void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 3 : 2);
     bool symmetric = inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidThirdArgument>(nrhs, prhs, 3);
     const vxArray* x = prhs[0];
-    OwnedArray xWork = vfl_fft::workingInput(x);
+    OwnedArray xWork = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(x);
     const size_t nd = xWork->numDims;
     const size_t* dims = xWork->get_dimensions();
-    std::vector<size_t> outDims = nrhs >= 2 && !vxIsEmpty(prhs[1]) ? readSizes(prhs[1], nd)
-                                                                    : std::vector<size_t>(dims, dims + nd);
+    std::vector<size_t> outDims(dims, dims + nd);
+    if (nrhs >= 2 && !vxIsEmpty(prhs[1])) {
+        using Keys = vfl_fft::SizeKeys<VELTRA::fftfcn::lengthNotNonNegInt, VELTRA::fftfcn::outputSizeLessThanNdimsElements,
+                                       VELTRA::fftfcn::outputSizeNotRealIntRowVector>;
+        bool irregular;
+        outDims = vfl_fft::readSizes<Keys>(prhs[1], nd, irregular);
+        if (irregular) warn<VELTRA::fftfcn::outputSizeVectorNotNonNegInts>();
+    }
     const size_t nOut = outDims.size();
     const bool complexX = vxIsComplexFlags(xWork.get());
     auto xDim = [&](size_t j) { return j < nd ? dims[j] : size_t(1); };

@@ -1,46 +1,12 @@
-// Plan containers: one per host scope, holding six plan caches and the planner settings.
+// The Fourier transforms' plan container: one per host scope, six plan caches and the settings.
 #pragma once
 
-#include <map>
-
-#include "fftlib/fft.hpp"
+#include "fourier/plan_map.hpp"
 
 namespace vfl_fft {
 
-// No lock: the calls of one scope arrive one at a time.
 template <class T, int kind>
-class localMapCache final : public fftwPlanCacheInterface<T, kind> {
-public:
-    // Past this many accounted bytes a cache accepts no more plans.
-    static constexpr uint64_t kByteLimit = 17000000;
-
-    ~localMapCache() override { clear(); }
-
-    bool insert(const PlanKey& key, PlanOf<T> plan) override {
-        if (usedBytes_ >= kByteLimit) return false;
-        if (!plans_.emplace(key, plan).second) return false;
-        usedBytes_ += key[0] * 2 * sizeof(T);
-        return true;
-    }
-
-    PlanOf<T> find(const PlanKey& key) override {
-        auto it = plans_.lower_bound(key);
-        return it != plans_.end() && it->first == key ? it->second : nullptr;
-    }
-
-    void clear() {
-        for (auto& entry : plans_) fftwApi::getInstance().destroyPlan(entry.second);
-        plans_.clear();
-        usedBytes_ = 0;
-    }
-
-    uint64_t usedBytes() const { return usedBytes_; }
-    size_t size() const { return plans_.size(); }
-
-private:
-    std::map<PlanKey, PlanOf<T>> plans_;
-    uint64_t usedBytes_ = 0;
-};
+class localMapCache final : public PlanMap<fftwPlanCacheInterface<T, kind>, T> {};
 
 struct fftwPlanContainer {
     fftwPlanContainer();
@@ -59,8 +25,7 @@ struct fftwPlanContainer {
     void clearAll();
 };
 
-// The container of the current host scope, made on first use.
-fftwPlanContainer& getFFTWPlanContainer();
+inline fftwPlanContainer& getFFTWPlanContainer() { return scopeContainer<fftwPlanContainer>(); }
 
 // Calls a transform, turning the library's failure texts into the host's errors.
 template <class Run>

@@ -15,16 +15,6 @@
 #include "module/message_ids.def"
 #undef VELTRA_MSG
 
-// The host's own identifier for a built-in that this build does not provide yet.
-namespace VELTRA::host {
-struct unavailable {
-    static constexpr const char* component = "VELTRA";
-    static constexpr const char* key = "unavailable";
-    static constexpr bool isWarning = false;
-    static constexpr bool isError = true;
-};
-}  // namespace VELTRA::host
-
 namespace vlmathdsp {
 
 template <class Key>

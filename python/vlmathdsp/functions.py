@@ -78,7 +78,17 @@ def ifftn(x, *args):
 
 
 def fftw(command, *value):
-    """Planner and wisdom control: fftw(command[, value])."""
+    """fftw(command[, value]): the planner and wisdom of every later transform of this thread.
+    Commands, any case, abbreviated down to the letters shown in capitals:
+    "WISdom" / "Dwisdom" [, text]: returns FFTW's double-precision wisdom as it was; with text,
+    imports it (a warning when FFTW refuses it), with "" or None forgets it. "Swisdom": the same
+    for single precision. "Planner" [, method]: returns the method as it was, and sets "ESTimate"
+    (the default), "Measure", "Patient", "EXhaustive" or "Hybrid" (measure up to 2^14 points,
+    estimate above). "Rows", value: plans use threads from this many sequences (default 4).
+    "WIThthreads" / "Nothreads": plans use the thread count of this thread's start, or one.
+    Importing or forgetting wisdom and setting the method drop every cached plan.
+    Measured plans are faster for large transforms, but their results may differ in the last bits
+    from one planning to the next; estimated plans give the same bits every time."""
     return call(8, command, *value, principal=-1)
 
 
@@ -144,36 +154,54 @@ def window_norm(input, windowSize, alpha, beta, k, *gradient):
 
 
 def dct(x, *args):
-    """dct(x[, n[, dim]][, "Variant", type])"""
+    """dct(x[, n[, dim]][, "Variant", type]): the orthonormal discrete cosine transform of type 1
+    to 4 (default 2) along dimension dim (default the first that is not 1; 1-d input is a row),
+    padded with zeros or truncated to n. Single stays single, complex stays complex (real and
+    imaginary parts transformed alike). The transform matrix is orthonormal, so that
+    idct(dct(x)) == x to rounding; "Variant" may be abbreviated and written in any case.
+    Type 1 needs n >= 2.
+
+    From SciPy: scipy.fft.dct(x, type, n, axis, norm="ortho") for types 2 to 4 (a column-major x:
+    axis = dim - 1); for type 1 with orthogonalize=True where SciPy has it."""
     return call_function(_TRANSFORM + "vldct", x, *args)
 
 
 def idct(x, *args):
+    """idct(x[, n[, dim]][, "Variant", type]): the inverse of dct of that type (default 2): a DCT
+    of type 3 for type 2, of type 2 for type 3; types 1 and 4 are their own inverses."""
     return call_function(_TRANSFORM + "vlidct", x, *args)
 
 
 def dst(x, *args):
+    """dst(x[, n[, dim]][, "Variant", type]): the orthonormal discrete sine transform of type 1
+    to 4 (default 2), arguments as in dct. Type 1 of length 1 is the identity."""
     return call_function(_TRANSFORM + "vldst", x, *args)
 
 
 def idst(x, *args):
+    """idst(x[, n[, dim]][, "Variant", type]): the inverse of dst of that type (default 2)."""
     return call_function(_TRANSFORM + "vlidst", x, *args)
 
 
 def dctn(x, *args):
-    """dctn(x[, siz][, "Variant", type])"""
+    """dctn(x[, siz][, "Variant", type]): dct along every dimension in turn, after padding or
+    truncating x to the sizes siz (at least ndims(x) of them; more add dimensions). Type 1 needs
+    every size to be at least 2."""
     return call_function(_TRANSFORM + "vldctn", x, *args)
 
 
 def idctn(x, *args):
+    """idctn(x[, siz][, "Variant", type]): the inverse of dctn of that type (default 2)."""
     return call_function(_TRANSFORM + "vlidctn", x, *args)
 
 
 def dstn(x, *args):
+    """dstn(x[, siz][, "Variant", type]): dst along every dimension in turn, sizes as in dctn."""
     return call_function(_TRANSFORM + "vldstn", x, *args)
 
 
 def idstn(x, *args):
+    """idstn(x[, siz][, "Variant", type]): the inverse of dstn of that type (default 2)."""
     return call_function(_TRANSFORM + "vlidstn", x, *args)
 
 
@@ -190,4 +218,5 @@ def strided_convn(A, B, *args):
 
 
 def fftw_version():
+    """The version of the FFTW library the transforms run on, as "fftw-3.3.10"."""
     return call_function("veltra.internal.language.versionPlugins.fftwVersionInfo", principal=-1)

@@ -1,7 +1,10 @@
-// Plan caches: accounting, the byte limit, reuse, and plans the cache refuses.
+// Plan caches of both families: accounting, the byte limit, reuse, and plans the cache refuses.
 #include <complex>
 #include <vector>
 
+#include <cmath>
+
+#include "dcst/plan_container.hpp"
 #include "fourier/plan_container.hpp"
 #include "tests/cpp/support.hpp"
 
@@ -77,4 +80,43 @@ TEST(PlanCache, RefusedPlansStayTheTransformsToDestroy) {
     EXPECT_EQ(cache.offered, 3);
     EXPECT_EQ(y[0], std::complex<double>(30, 0));
     EXPECT_EQ(y[29], std::complex<double>(0, 0));
+}
+
+TEST(PlanCache, CosineAndSineKindsHaveTheirOwnCachesAndCountAsComplex) {
+    dcstPlanContainer& container = getDCSTPlanContainer();
+    container.clearAll();
+    std::vector<double> x(50, 1.0), y(50);
+    std::vector<float> xf(50, 1.0f), yf(50);
+    veltraDCST1D<double, kDct2>(container.context, &container.cache<double, kDct2>(), x.data(), y.data(), 1, 50, 50,
+                                1, -1, false);
+    std::vector<double> sine(50);
+    veltraDCST1D<double, kDst2>(container.context, &container.cache<double, kDst2>(), x.data(), sine.data(), 1, 50, 50,
+                                1, -1, false);
+    veltraDCST1D<float, kDct2>(container.context, &container.cache<float, kDct2>(), xf.data(), yf.data(), 1, 50, 50, 1,
+                               -1, false);
+    EXPECT_EQ((container.cache<double, kDct2>().size()), 1u);
+    EXPECT_EQ((container.cache<double, kDst2>().size()), 1u);
+    EXPECT_EQ((container.cache<double, kDct2>().usedBytes()), 50u * 16);
+    EXPECT_EQ((container.cache<float, kDct2>().usedBytes()), 50u * 8);
+    EXPECT_NEAR(yf[0], std::sqrt(50.0f), 1e-5f) << "the orthonormal DCT-II of ones: sqrt(n), then zeros";
+    EXPECT_NEAR(y[0], std::sqrt(50.0), 1e-13);
+    EXPECT_NEAR(y[7], 0.0, 1e-13);
+    container.clearAll();
+    EXPECT_EQ((container.cache<double, kDst2>().size()), 0u);
+    EXPECT_EQ(&getDCSTPlanContainer(), &container);
+}
+
+TEST(PlanCache, RefusedCosinePlansStayTheTransformsToDestroy) {
+    struct Refusing : dcstPlanCacheInterface<double, kDct3> {
+        int offered = 0;
+        bool insert(const PlanKey&, PlanOf<double>) override { return ++offered, false; }
+        PlanOf<double> find(const PlanKey&) override { return nullptr; }
+    } cache;
+    std::vector<double> x(40, 0.0), y(40);
+    x[0] = 1;
+    fftwContext context;
+    for (int i = 0; i < 3; ++i) veltraDCST1D<double, kDct3>(context, &cache, x.data(), y.data(), 1, 40, 40, 1, 1, false);
+    EXPECT_EQ(cache.offered, 3);
+    EXPECT_NEAR(y[17], 1 / std::sqrt(40.0), 1e-15) << "the first column of the orthonormal DCT-III";
+    EXPECT_EQ(x[0], 1.0) << "the input stays as it was";
 }

@@ -90,16 +90,3 @@ TEST(Frame, EveryPackageFunctionIsRegisteredUnderItsFullName) {
     for (const char* name : kPackageFunctions) EXPECT_NE(vlhost::findFunction(name), nullptr) << name;
 }
 
-TEST(Frame, MissingBuiltinsNameWhatIsMissing) {
-    const vlhost::Module& m = module();
-    for (size_t slot : {8}) {
-        try {
-            run(m.slot(slot), 1, {});
-            ADD_FAILURE() << slot;
-        } catch (const vlhost::HostError& e) {
-            EXPECT_EQ(e.identifier, "VELTRA:unavailable");
-            ASSERT_EQ(e.arguments.size(), 1u);
-            EXPECT_NE(std::string(e.what()).find(e.arguments[0]), std::string::npos);
-        }
-    }
-}

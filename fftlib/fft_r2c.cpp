@@ -14,6 +14,15 @@ namespace {
 // L2 while they are transformed and filled (64 x 20000 and 1000 x 1000: 2^12 and 2^14 alike,
 // 2^16 about 20 % slower).
 constexpr uint64_t kBlockElements = 1 << 14;
+// Blocks are whole multiples of this many columns, so that every block of the input starts at the
+// alignment the plan was made for (8 doubles or 16 floats: 64 bytes).
+constexpr uint64_t kBlockColumnsMultiple = 8;
+
+template <class T>
+uint64_t blockColumns(uint64_t n) {
+    const uint64_t multiple = kBlockColumnsMultiple * 8 / sizeof(T);
+    return kBlockElements / n / multiple * multiple;
+}
 
 // dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.
 inline void conjugateReversed(double* dst, const double* src, uint64_t count) {
@@ -74,8 +83,8 @@ struct Driver<T, kRealToComplex> {
             src = staged->data;
         }
         const auto fill = [&](uint64_t q) { fillBySymmetry(job, out, q); };
-        const uint64_t block = std::max<uint64_t>(1, kBlockElements / n);
-        if (stride != 1 || outer < 2 * block) {
+        const uint64_t block = blockColumns<T>(n);
+        if (stride != 1 || block == 0 || outer < 2 * block) {
             const PlanOwner<T> plan = realPlan(cache, job, src, out);
             F::execR2c(plan.plan, src, reinterpret_cast<FC*>(out));
             return forSequences(outer * stride, n, fill);

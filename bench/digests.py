@@ -106,6 +106,19 @@ def fft_cases():
     }
 
 
+def dcst_cases():
+    img = fortran((1024, 1024), 30)
+    odd = fortran((33, 40, 5), 31, complex_=True)
+    return {
+        "dctn II 1024^2": lambda: vm.dctn(img),
+        "dct II long columns": lambda: vm.dct(fortran((2**17, 4), 32)),
+        "idctn sized": lambda: vm.idctn(fortran((33, 40, 5), 33), [30, 41, 5, 2]),
+        "dst complex wide stride": lambda: vm.dst(odd, 37, 2, "Variant", 3),
+        "dct I single padded": lambda: vm.dct(fortran((19, 30), 34).astype(np.float32), 25, 1, "Variant", 1),
+        "dstn IV complex": lambda: vm.dstn(odd, "Variant", 4),
+    }
+
+
 def convn_cases():
     vol, k5 = fortran((64, 48, 40), 10), rng(11).standard_normal((5, 5, 5))
     sparse9 = rng(12).standard_normal((9, 9, 9)) * (rng(13).random((9, 9, 9)) < 0.05)
@@ -156,7 +169,7 @@ def digest(result):
 
 def compute():
     out = {}
-    for cases in (conv2_cases, convn_cases, network_cases, filter_cases, fft_cases, ltitr_cases):
+    for cases in (conv2_cases, convn_cases, network_cases, filter_cases, fft_cases, dcst_cases, ltitr_cases):
         for name, call in cases().items():
             per_threads = []
             for threads in (1, 2):

@@ -3,20 +3,12 @@
 import numpy as np
 import scipy.fft
 
+from bench_fft import with_planner
 from harness import Report, median_times
 
 import vlmathdsp as vm
 
 WORKERS = 2
-
-
-def with_planner(method, fn):
-    """fn() under the planner method, the default restored after."""
-    before = vm.fftw("planner", method)
-    try:
-        return fn()
-    finally:
-        vm.fftw("planner", before)
 
 
 def dctn_image(report):

@@ -60,15 +60,20 @@ def repeated_real_columns(report):
     return ours
 
 
+def with_planner(method, fn):
+    """fn() under the planner method, the method before restored after."""
+    before = vm.fftw("planner", method)
+    try:
+        return fn()
+    finally:
+        vm.fftw("planner", before)
+
+
 def measure_gain(report, cases):
     """Our time with the "measure" planner against our default, on the same calls."""
     for name, fn in cases:
         estimated = median_times([fn], repeats=5)[0]
-        before = vm.fftw("planner", "measure")
-        try:
-            measured = median_times([fn], repeats=5)[0]
-        finally:
-            vm.fftw("planner", before)
+        measured = with_planner("measure", lambda: median_times([fn], repeats=5)[0])
         report.add(f"{name}, measure planner", measured, "ours estimated", estimated)
 
 

@@ -1,6 +1,5 @@
 // The cosine and sine transforms along one dimension, padded or truncated to n.
 #include "dcst/dcst_common.hpp"
-#include "fourier/fft_common.hpp"
 
 namespace vlmathdsp {
 
@@ -8,8 +7,7 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 void dcstBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, DcstTransform transform) {
     checkArgumentCounts(nlhs, 1, nrhs, 1, 3);
-    OwnedArray xWork =
-        vfl_fft::workingInput<VELTRA::dcstfcn::InvalidInputType, VELTRA::dcstfcn::SparseInputType>(prhs[0]);
+    OwnedArray xWork = dcstInput(prhs[0]);
     const size_t nd = xWork->numDims;
     const size_t* dims = xWork->get_dimensions();
     const size_t dim0 = nrhs == 3 ? mathcoreGetDimArg(prhs[2]) : mathcoreFindFirstNonSingleton(nd, dims);

@@ -1,7 +1,8 @@
-// What the cosine and sine built-ins share: the transform a call asks for, and one pass of it.
+// What the cosine and sine built-ins share: the transform a call asks for, the working input, and
+// one pass of the transform.
 #pragma once
 
-#include "module/host_interface.hpp"
+#include "fourier/fft_common.hpp"
 
 namespace vlmathdsp {
 
@@ -13,6 +14,11 @@ struct DcstTransform {
     int kind() const { return type - 1 + (isDCT ? 0 : 4); }
     bool isDct1() const { return isDCT && type == 1; }
 };
+
+// x as single when single, else as double, or the family's refusal.
+inline OwnedArray dcstInput(const vxArray* x) {
+    return vfl_fft::workingInput<VELTRA::dcstfcn::InvalidInputType, VELTRA::dcstfcn::SparseInputType>(x);
+}
 
 // The bodies, once the trailing "Variant" pair is read and dropped from the count.
 void dcstBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, DcstTransform transform);

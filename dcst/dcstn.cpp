@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "dcst/dcst_common.hpp"
-#include "fourier/fft_common.hpp"
 #include "fourier/resize.hpp"
 
 namespace vlmathdsp {
@@ -12,8 +11,7 @@ using namespace matrix::detail::noninlined::vx_array_api;
 
 void dcstnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, DcstTransform transform) {
     checkArgumentCounts(nlhs, 1, nrhs, 1, 2);
-    OwnedArray xWork =
-        vfl_fft::workingInput<VELTRA::dcstfcn::InvalidInputType, VELTRA::dcstfcn::SparseInputType>(prhs[0]);
+    OwnedArray xWork = dcstInput(prhs[0]);
     const size_t nd = xWork->numDims;
     const size_t* dims = xWork->get_dimensions();
     std::vector<size_t> outDims(dims, dims + nd);

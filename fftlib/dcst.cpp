@@ -42,7 +42,8 @@ Weights<T> weightsOf(int kind, uint64_t n) {
     return w;
 }
 
-// Multiplies rows 0 and n-1 of each block of `outer` (rs values a row) by sqrt 2, where counted once.
+// Multiplies rows 0 and n-1 of each of `outer` blocks (rs values a row) by sqrt 2, where counted
+// once. Only DCT-I weighs both, and it has n >= 2.
 template <class T>
 void weighInputs(const Weights<T>& w, T* data, uint64_t rs, uint64_t n, uint64_t outer) {
     if (!w.firstIn && !w.lastIn) return;
@@ -51,7 +52,7 @@ void weighInputs(const Weights<T>& w, T* data, uint64_t rs, uint64_t n, uint64_t
         T* block = data + rs * n * o;
         if (w.firstIn)
             for (uint64_t s = 0; s < rs; ++s) block[s] *= root2;
-        if (w.lastIn && (n > 1 || !w.firstIn))
+        if (w.lastIn)
             for (uint64_t s = 0; s < rs; ++s) block[rs * (n - 1) + s] *= root2;
     });
 }
@@ -101,7 +102,6 @@ void buffered(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T
     key[3] |= uint64_t(1) << kKeyBufferedBit;
     const PlanOwner<T> plan = r2rPlan<T, kind>(cache, bufferJob, probe.data, probe.data, W * n, W * n, &key);
     const uint64_t blocks = (stride + W - 1) / W;
-    const T root2 = T(std::sqrt(2.0));
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
         Buffer<T> buffer(size_t(W * n));
         T* b = buffer.data;
@@ -114,10 +114,7 @@ void buffered(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T
                 std::fill(b + W * k + width, b + W * (k + 1), T(0));
             }
             std::fill(b + W * common, b + W * n, T(0));
-            if (w.firstIn)
-                for (uint64_t j = 0; j < W; ++j) b[j] *= root2;
-            if (w.lastIn)
-                for (uint64_t j = 0; j < W; ++j) b[W * (n - 1) + j] *= root2;
+            weighInputs(w, b, W, n, 1);
             Fftw<T>::execR2r(plan.plan, b, b);
             for (uint64_t k = 0; k < n; ++k) {
                 const T f = k == 0 ? w.first : k == n - 1 ? w.last : w.interior;

@@ -90,8 +90,8 @@ std::vector<size_t> readSizes(const vxArray* siz, size_t nd, bool& irregular) {
     return sizes;
 }
 
-// The dimensions of x, extended with 1 up to dim0, with n at dim0. dim0 comes from an argument:
-// room for the longer shape is asked of the host first, whose refusal is its out-of-memory error.
+// x's shape with length n along dim0, grown with singletons to reach it. dim0 is the caller's, so
+// the host is asked for the longer shape's room first, and refuses with its out-of-memory error.
 inline std::vector<size_t> dimsWithLength(const vxArray* x, size_t dim0, size_t n) {
     using namespace matrix::detail::noninlined::vx_array_api;
     const size_t nd = x->numDims;

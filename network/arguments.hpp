@@ -24,8 +24,8 @@ std::vector<uint64_t> readStride(const vxArray* a);
 // host to unsigned 64-bit integers (rounded, saturated, NaN as 0); `text` is the error otherwise.
 std::vector<uint64_t> convertedValues(const vxArray* a, size_t count, const char* text);
 
-// A double or logical scalar read as a truth value, non-zero (NaN included) being true; `text` is
-// the error otherwise.
+// A flag given as a double or logical scalar: anything but 0 counts as set, NaN too. Other
+// arguments raise `text`.
 bool truthValue(const vxArray* a, const char* text);
 
 // The pooling arguments after the input: window, padding and stride, checked in that order.

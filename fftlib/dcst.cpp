@@ -1,7 +1,9 @@
-// Cosine and sine transforms: FFTW's REDFT and RODFT kinds, scaled to be orthonormal. A complex
+// Cosine and sine transforms: types I and IV as FFTW's REDFT and RODFT kinds scaled to be
+// orthonormal, types II and III through a real FFT (dct_by_fft.cpp). A complex
 // array is a real one of twice the stride, its real and imaginary parts neighbouring sequences.
 #include <cmath>
 
+#include "fftlib/dct_by_fft.hpp"
 #include "fftlib/driver.hpp"
 
 namespace vfl_fft {
@@ -135,6 +137,7 @@ void veltraDCST1D(fftwContext context, dcstPlanCacheInterface<T, kind>* cache, c
     const uint64_t rs = isComplex ? 2 * stride : stride;
     // The kind, not the sign, tells the plan: every job is keyed as a forward one.
     const Job<T> job{context, n, rs, howMany / stride, -1};
+    if constexpr (runsByFft<kind>) return dctByFft<T, kind>(job, cache, in, out, inLen);
     const Weights<T> w = weightsOf<T>(kind, n);
     if (rs >= kBufferedStride) return buffered<T, kind>(job, cache, in, out, inLen, w);
     // A length that changes, or inputs to weigh, go through the output first: the plan runs in place.

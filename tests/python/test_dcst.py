@@ -247,6 +247,7 @@ def test_one_thread_and_several_give_the_same_bits(threads):
     import threading
     rng = np.random.default_rng(8)
     cases = [np.asfortranarray(rng.standard_normal((2**17, 3))), np.asfortranarray(rng.standard_normal((300, 500))),
+             rng.standard_normal(2**18),
              np.asfortranarray(rng.standard_normal((64, 64, 40)) + 1j * rng.standard_normal((64, 64, 40)))]
     run = lambda: [f(c, "Variant", t) for c in cases for f in (vm.dct, vm.dstn) for t in (1, 2, 3, 4)]
     threads(2)

@@ -65,6 +65,54 @@ PlanOwner<T> realPlan(fftwPlanCacheInterface<T, kRealToComplex>* cache, const Jo
                                       });
 }
 
+// Sequences at least kRowBlock apart (rows of a column-major matrix) go through a buffer in
+// blocks of kRowBlock neighbours, each lane contiguous there.
+constexpr uint64_t kRowBlock = 8;
+
+// Each block: the rows of the neighbours copied into contiguous lanes, transformed by one plan of
+// one thread, and written back row by row with the upper half mirrored; blocks run in parallel.
+template <class T>
+void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                  std::complex<T>* out, uint64_t inLen) {
+    using F = Fftw<T>;
+    using FC = typename F::complex;
+    const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
+    const uint64_t common = std::min(inLen, n), blocks = (stride + W - 1) / W;
+    Job<T> bufferJob{job.context, n, W, 1, job.sign, 0};
+    bufferJob.context.numThreads = 1;
+    Buffer<T> probeReal(1), probeComplex(2);
+    const int alignment = F::alignment(probeReal.data);
+    PlanKey key = bufferJob.key(false, alignment, alignment);
+    key[3] |= uint64_t(1) << kKeyBufferedBit;
+    const fftw_iodim64 d{ptrdiff_t(n), 1, 1}, how{ptrdiff_t(W), ptrdiff_t(n), ptrdiff_t(half)};
+    const PlanOwner<T> plan = planFor<T>(
+        cache, bufferJob, probeReal.data, reinterpret_cast<std::complex<T>*>(probeComplex.data), W * n * sizeof(T),
+        W * half * sizeof(std::complex<T>),
+        [&](unsigned flags, T* i, std::complex<T>* o) {
+            return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags | FFTW_DESTROY_INPUT);
+        },
+        &key);
+    vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
+        Buffer<T> real(size_t(W * n));
+        Buffer<std::complex<T>> spectrum(size_t(W * half));
+        std::fill(real.data, real.data + W * n, T(0));
+        for (uint64_t t = r.begin(); t < r.end(); ++t) {
+            const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
+            const T* from = in + s0 + stride * inLen * o;
+            std::complex<T>* to = out + s0 + stride * n * o;
+            for (uint64_t k = 0; k < common; ++k)
+                for (uint64_t j = 0; j < w; ++j) real.data[n * j + k] = from[stride * k + j];
+            for (uint64_t j = 0; j < w; ++j) std::fill(real.data + n * j + common, real.data + n * (j + 1), T(0));
+            F::execR2c(plan.plan, real.data, reinterpret_cast<FC*>(spectrum.data));
+            const std::complex<T>* v = spectrum.data;
+            for (uint64_t k = 0; k < half; ++k)
+                for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = v[half * j + k];
+            for (uint64_t k = half; k < n; ++k)
+                for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = std::conj(v[half * j + n - k]);
+        }
+    });
+}
+
 }  // namespace
 
 template <class T>
@@ -74,13 +122,16 @@ struct Driver<T, kRealToComplex> {
         using F = Fftw<T>;
         using FC = typename F::complex;
         const uint64_t n = job.n, stride = job.stride, outer = job.outer;
+        const bool sameMemory = static_cast<const void*>(in) == static_cast<const void*>(out);
+        if (stride >= kRowBlock && !sameMemory) return bufferedRows(job, cache, in, out, inLen);
         // Another length, or the input in the output's memory: the transform reads a staged copy.
         std::unique_ptr<Buffer<T>> staged;
         T* src = const_cast<T*>(in);
-        if (inLen != n || static_cast<const void*>(in) == static_cast<const void*>(out)) {
+        if (inLen != n || sameMemory) {
             staged = std::make_unique<Buffer<T>>(size_t(stride * n * outer));
             restage(in, inLen, staged->data, n, stride, outer);
             src = staged->data;
+            if (stride >= kRowBlock) return bufferedRows(job, cache, src, out, n);
         }
         const auto fill = [&](uint64_t q) { fillBySymmetry(job, out, q); };
         const uint64_t block = blockColumns<T>(n);

@@ -40,6 +40,26 @@ def test_real_input_forward_and_inverse_with_padding():
         assert_transform_close(vm.ifft(x, n), np.fft.ifft(x, n, axis=0), n)
 
 
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_real_rows_far_apart_with_padding_and_truncation(dtype):
+    """Real sequences 9 and 117 values apart (blocks of neighbours, the last one partial), forward
+    and the symmetric inverse, padded and truncated."""
+    rng = np.random.default_rng(7)
+    x = rng.standard_normal((9, 13, 3)).astype(dtype)
+    X = (rng.standard_normal((9, 13, 3)) + 1j * rng.standard_normal((9, 13, 3))).astype(
+        np.complex64 if dtype == np.float32 else np.complex128)
+    single = dtype == np.float32
+    for dim in (2, 3):
+        axis = dim - 1
+        for n in (None, 4, 20):
+            m = n or x.shape[axis]
+            assert_transform_close(vm.fft(x, n, dim), np.fft.fft(x.astype(np.float64), m, axis=axis), m, single=single)
+            got = vm.ifft(X, n, dim, "symmetric")
+            assert got.dtype == dtype
+            want = np.fft.irfft(X.astype(np.complex128), m, axis=axis)
+            assert_transform_close(got, want, m, single=single)
+
+
 def test_single_precision_gives_complex64():
     x = np.random.default_rng(4).standard_normal((64, 3)).astype(np.float32)
     y = vm.fft(x)

@@ -201,25 +201,8 @@ void run(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T* in,
     const Block<T> block{W, n, half, rs, inLen, kind == kDst2 || kind == kDst3};
     const auto twiddles = twiddlesOf<T>(n);
 
-    // One plan of W contiguous lanes; one thread a block when blocks run in parallel. The key's
-    // stride word holds W.
-    Job<T> blockJob{job.context, n, W, 1, -1};
-    if (blocks > 1) blockJob.context.numThreads = 1;
-    const fftw_iodim64 d{ptrdiff_t(n), 1, 1};
-    const fftw_iodim64 how[2] = {forward ? fftw_iodim64{ptrdiff_t(W), ptrdiff_t(n), ptrdiff_t(half)}
-                                         : fftw_iodim64{ptrdiff_t(W), ptrdiff_t(half), ptrdiff_t(n)},
-                                 {1, 0, 0}};
-    Buffer<T> probeReal(1), probeComplex(2);
-    const size_t realBytes = size_t(W * n) * sizeof(T), complexBytes = size_t(W * half) * 2 * sizeof(T);
-    const PlanOwner<T> plan = forward
-        ? planFor<T>(cache, blockJob, probeReal.data, probeComplex.data, realBytes, complexBytes,
-                     [&](unsigned flags, T* i, T* o) {
-                         return F::r2c(1, &d, 2, how, i, reinterpret_cast<FC*>(o), flags | FFTW_DESTROY_INPUT);
-                     })
-        : planFor<T>(cache, blockJob, probeComplex.data, probeReal.data, complexBytes, realBytes,
-                     [&](unsigned flags, T* i, T* o) {
-                         return F::c2r(1, &d, 2, how, reinterpret_cast<FC*>(i), o, flags | FFTW_DESTROY_INPUT);
-                     });
+    // One thread a block when blocks run in parallel.
+    const PlanOwner<T> plan = realLanesPlan(cache, job, W, forward, blocks > 1 ? 1 : job.context.numThreads);
 
     const bool parallel = blocks > 1 && total * n >= kParallelElements;
     vlcommon::runRange(parallel, uint64_t(0), blocks, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {

@@ -158,6 +158,51 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
     return {plan, !kept};
 }
 
+// Rows 0 .. count-1 of w neighbouring sequences, `stride` apart from `from`, into w contiguous
+// lanes of `lane` samples each; the lanes are zero past `count`.
+template <class E>
+void rowsToLanes(const E* from, uint64_t stride, uint64_t count, E* lanes, uint64_t lane, uint64_t w) {
+    for (uint64_t k = 0; k < count; ++k)
+        for (uint64_t j = 0; j < w; ++j) lanes[lane * j + k] = from[stride * k + j];
+    for (uint64_t j = 0; j < w; ++j) std::fill(lanes + lane * j + count, lanes + lane * (j + 1), E(0));
+}
+
+// The plan over `lanes` contiguous real sequences of length job.n and their half spectra (real to
+// complex when `forward`, else back), for blocks copied into buffers from fftw_malloc. It runs on
+// `threads` threads; its key has the buffered bit and the lane count as the stride.
+template <class T, class Cache>
+PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool forward, uint64_t threads) {
+    using F = Fftw<T>;
+    using FC = typename F::complex;
+    using C = std::complex<T>;
+    const uint64_t n = job.n, half = n / 2 + 1;
+    Job<T> laneJob{job.context, n, lanes, 1, job.sign, 0};
+    laneJob.context.numThreads = threads;
+    Buffer<T> probeReal(1), probeComplex(2);
+    const int alignment = F::alignment(probeReal.data);
+    PlanKey key = laneJob.key(false, alignment, alignment);
+    key[3] |= uint64_t(1) << kKeyBufferedBit;
+    const size_t realBytes = size_t(lanes * n) * sizeof(T), complexBytes = size_t(lanes * half) * sizeof(C);
+    const fftw_iodim64 d{ptrdiff_t(n), 1, 1};
+    C* spectrum = reinterpret_cast<C*>(probeComplex.data);
+    if (forward) {
+        const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(n), ptrdiff_t(half)};
+        return planFor<T>(
+            cache, laneJob, probeReal.data, spectrum, realBytes, complexBytes,
+            [&](unsigned flags, T* i, C* o) {
+                return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags | FFTW_DESTROY_INPUT);
+            },
+            &key);
+    }
+    const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(half), ptrdiff_t(n)};
+    return planFor<T>(
+        cache, laneJob, spectrum, probeReal.data, complexBytes, realBytes,
+        [&](unsigned flags, C* i, T* o) {
+            return F::c2r(1, &d, 1, &how, reinterpret_cast<FC*>(i), o, flags | FFTW_DESTROY_INPUT);
+        },
+        &key);
+}
+
 // body(q) for each of `count` sequences of length n, in parallel when there is enough work.
 template <class Body>
 void forSequences(uint64_t count, uint64_t n, const Body& body) {

@@ -17,20 +17,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
     using FC = typename F::complex;
     const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
     const uint64_t common = std::min(inLen, half), blocks = (stride + W - 1) / W;
-    Job<T> bufferJob{job.context, n, W, 1, job.sign, 0};
-    bufferJob.context.numThreads = 1;
-    Buffer<T> probeReal(1), probeComplex(2);
-    const int alignment = F::alignment(probeReal.data);
-    PlanKey key = bufferJob.key(false, alignment, alignment);
-    key[3] |= uint64_t(1) << kKeyBufferedBit;
-    const fftw_iodim64 d{ptrdiff_t(n), 1, 1}, how{ptrdiff_t(W), ptrdiff_t(half), ptrdiff_t(n)};
-    const PlanOwner<T> plan = planFor<T>(
-        cache, bufferJob, reinterpret_cast<std::complex<T>*>(probeComplex.data), probeReal.data,
-        W * half * sizeof(std::complex<T>), W * n * sizeof(T),
-        [&](unsigned flags, std::complex<T>* i, T* o) {
-            return F::c2r(1, &d, 1, &how, reinterpret_cast<FC*>(i), o, flags | FFTW_DESTROY_INPUT);
-        },
-        &key);
+    const PlanOwner<T> plan = realLanesPlan(cache, job, W, false, 1);
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
         Buffer<std::complex<T>> spectrum(size_t(W * half));
         Buffer<T> real(size_t(W * n));
@@ -39,10 +26,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
             const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
             const std::complex<T>* from = in + s0 + stride * inLen * o;
             T* to = out + s0 + stride * n * o;
-            for (uint64_t k = 0; k < common; ++k)
-                for (uint64_t j = 0; j < w; ++j) spectrum.data[half * j + k] = from[stride * k + j];
-            for (uint64_t j = 0; j < w; ++j)
-                std::fill(spectrum.data + half * j + common, spectrum.data + half * (j + 1), std::complex<T>(0));
+            rowsToLanes(from, stride, common, spectrum.data, half, w);
             F::execC2r(plan.plan, reinterpret_cast<FC*>(spectrum.data), real.data);
             for (uint64_t k = 0; k < n; ++k)
                 for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = real.data[n * j + k];

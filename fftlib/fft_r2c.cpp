@@ -78,20 +78,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* 
     using FC = typename F::complex;
     const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
     const uint64_t common = std::min(inLen, n), blocks = (stride + W - 1) / W;
-    Job<T> bufferJob{job.context, n, W, 1, job.sign, 0};
-    bufferJob.context.numThreads = 1;
-    Buffer<T> probeReal(1), probeComplex(2);
-    const int alignment = F::alignment(probeReal.data);
-    PlanKey key = bufferJob.key(false, alignment, alignment);
-    key[3] |= uint64_t(1) << kKeyBufferedBit;
-    const fftw_iodim64 d{ptrdiff_t(n), 1, 1}, how{ptrdiff_t(W), ptrdiff_t(n), ptrdiff_t(half)};
-    const PlanOwner<T> plan = planFor<T>(
-        cache, bufferJob, probeReal.data, reinterpret_cast<std::complex<T>*>(probeComplex.data), W * n * sizeof(T),
-        W * half * sizeof(std::complex<T>),
-        [&](unsigned flags, T* i, std::complex<T>* o) {
-            return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags | FFTW_DESTROY_INPUT);
-        },
-        &key);
+    const PlanOwner<T> plan = realLanesPlan(cache, job, W, true, 1);
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
         Buffer<T> real(size_t(W * n));
         Buffer<std::complex<T>> spectrum(size_t(W * half));
@@ -100,9 +87,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* 
             const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
             const T* from = in + s0 + stride * inLen * o;
             std::complex<T>* to = out + s0 + stride * n * o;
-            for (uint64_t k = 0; k < common; ++k)
-                for (uint64_t j = 0; j < w; ++j) real.data[n * j + k] = from[stride * k + j];
-            for (uint64_t j = 0; j < w; ++j) std::fill(real.data + n * j + common, real.data + n * (j + 1), T(0));
+            rowsToLanes(from, stride, common, real.data, n, w);
             F::execR2c(plan.plan, real.data, reinterpret_cast<FC*>(spectrum.data));
             const std::complex<T>* v = spectrum.data;
             for (uint64_t k = 0; k < half; ++k)

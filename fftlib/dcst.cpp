@@ -1,6 +1,6 @@
 // Cosine and sine transforms: types I and IV as FFTW's REDFT and RODFT kinds scaled to be
-// orthonormal, types II and III through a real FFT (dct_by_fft.cpp). A complex
-// array is a real one of twice the stride, its real and imaginary parts neighbouring sequences.
+// orthonormal, types II and III through a real FFT (dct_by_fft.cpp). A complex array is a real
+// one of twice the stride, its real and imaginary parts neighbouring sequences.
 #include <cmath>
 
 #include "fftlib/dct_by_fft.hpp"
@@ -18,44 +18,36 @@ constexpr fftw_r2r_kind kFftwKinds[8] = {FFTW_REDFT00, FFTW_REDFT10, FFTW_REDFT0
 constexpr uint64_t kBufferedStride = 8;
 constexpr uint64_t kBufferedBlock = 16;
 
-// FFTW's kinds are unnormalised, and the even or odd extension counts some end terms once where
-// the others count twice. The orthonormal transform is D_out M D_in: the inputs counted once
-// (x[0] of DCT-I and DCT-III, x[n-1] of DCT-I and DST-III) are multiplied by sqrt 2 first, every
-// output by 1 / sqrt(2 N), N the logical length (n - 1 for DCT-I, n + 1 for DST-I, n otherwise),
-// and the outputs of the rows counted once (y[0] of DCT-I and DCT-II, y[n-1] of DCT-I and DST-II)
-// by 1 / sqrt 2 more.
+// FFTW's kinds are unnormalised. Types I and IV become orthonormal when every output is multiplied
+// by 1 / sqrt(2 N), N the logical length (n - 1 for DCT-I, n + 1 for DST-I, n for type IV). The even
+// extension of DCT-I counts x[0] and x[n-1] once where it counts the others twice: those inputs are
+// multiplied by sqrt 2 first, and y[0] and y[n-1] by 1 / sqrt 2 more.
 template <class T>
 struct Weights {
-    bool firstIn, lastIn;
-    T first, interior, last;  // factors of y[0], y[1 .. n-2], y[n-1]
+    bool edges;     // x[0] and x[n-1] are weighed
+    T end, interior;  // factors of y[0] and y[n-1], and of the others
 };
 
 template <class T>
 Weights<T> weightsOf(int kind, uint64_t n) {
     const double logical = kind == kDct1 ? double(n - 1) : kind == kDst1 ? double(n + 1) : double(n);
     const double s = 1.0 / std::sqrt(2.0 * logical), edge = s / std::sqrt(2.0);
-    const bool firstOut = kind == kDct1 || kind == kDct2, lastOut = kind == kDct1 || kind == kDst2;
-    Weights<T> w;
-    w.firstIn = kind == kDct1 || kind == kDct3;
-    w.lastIn = kind == kDct1 || kind == kDst3;
-    w.interior = T(s);
-    w.first = T(firstOut || (n == 1 && lastOut) ? edge : s);
-    w.last = T(lastOut ? edge : s);
-    return w;
+    const bool edges = kind == kDct1;
+    return {edges, T(edges ? edge : s), T(s)};
 }
 
-// Multiplies rows 0 and n-1 of each of `outer` blocks (rs values a row) by sqrt 2, where counted
-// once. Only DCT-I weighs both, and it has n >= 2.
+// Multiplies rows 0 and n-1 of each of `outer` blocks (rs values a row) by sqrt 2, for DCT-I
+// (n >= 2).
 template <class T>
 void weighInputs(const Weights<T>& w, T* data, uint64_t rs, uint64_t n, uint64_t outer) {
-    if (!w.firstIn && !w.lastIn) return;
+    if (!w.edges) return;
     const T root2 = T(std::sqrt(2.0));
     forSequences(outer, rs, [&](uint64_t o) {
         T* block = data + rs * n * o;
-        if (w.firstIn)
-            for (uint64_t s = 0; s < rs; ++s) block[s] *= root2;
-        if (w.lastIn)
-            for (uint64_t s = 0; s < rs; ++s) block[rs * (n - 1) + s] *= root2;
+        for (uint64_t s = 0; s < rs; ++s) {
+            block[s] *= root2;
+            block[rs * (n - 1) + s] *= root2;
+        }
     });
 }
 
@@ -69,9 +61,9 @@ void weighOutputs(const Weights<T>& w, T* out, uint64_t rs, uint64_t n, uint64_t
             const uint64_t base = i / span * span, local = i - base;
             T f;
             uint64_t stop;
-            if (local < rs) f = w.first, stop = rs;
+            if (local < rs) f = w.end, stop = rs;
             else if (local < span - rs) f = w.interior, stop = span - rs;
-            else f = w.last, stop = span;
+            else f = w.end, stop = span;
             stop = std::min(end, base + stop);
             for (; i < stop; ++i) out[i] *= f;
         }
@@ -119,7 +111,7 @@ void buffered(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T
             weighInputs(w, b, W, n, 1);
             Fftw<T>::execR2r(plan.plan, b, b);
             for (uint64_t k = 0; k < n; ++k) {
-                const T f = k == 0 ? w.first : k == n - 1 ? w.last : w.interior;
+                const T f = k == 0 || k == n - 1 ? w.end : w.interior;
                 for (uint64_t j = 0; j < width; ++j) to[stride * k + j] = b[W * k + j] * f;
             }
         }
@@ -142,7 +134,7 @@ void veltraDCST1D(fftwContext context, dcstPlanCacheInterface<T, kind>* cache, c
     if (rs >= kBufferedStride) return buffered<T, kind>(job, cache, in, out, inLen, w);
     // A length that changes, or inputs to weigh, go through the output first: the plan runs in place.
     T* src = const_cast<T*>(in);
-    if (inLen != n || ((w.firstIn || w.lastIn) && in != out)) {
+    if (inLen != n || (w.edges && in != out)) {
         restage(in, inLen, out, n, rs, job.outer);
         src = out;
     }

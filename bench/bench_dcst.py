@@ -3,7 +3,7 @@
 import numpy as np
 import scipy.fft
 
-from bench_fft import with_planner
+from bench_fft import measure_gain
 from harness import Report, median_times
 
 import vlmathdsp as vm
@@ -17,21 +17,18 @@ def dctn_image(report):
     diff = np.max(np.abs(vm.dctn(x) - ref)) / np.max(np.abs(ref))
     t = median_times([lambda: vm.dctn(x), lambda: scipy.fft.dctn(x, norm="ortho", workers=WORKERS)], repeats=15)
     report.add("dctn II double 1024x1024 orthonormal", t[0], "scipy.fft", t[1], 1.2, f"max rel diff {diff:.1e}")
-    measured = with_planner("measure", lambda: median_times([lambda: vm.dctn(x)], repeats=15)[0])
-    report.add("dctn II 1024x1024, measure planner", measured, "ours estimated", t[0])
+    return lambda: vm.dctn(x)
 
 
 def dct_long_columns(report):
     x = np.asfortranarray(np.random.default_rng(1).standard_normal((2**20, 8)))
     t = median_times([lambda: vm.dct(x), lambda: scipy.fft.dct(x, axis=0, workers=WORKERS)], repeats=5)
     report.add("dct II double 8 columns of 2^20", t[0], "scipy.fft", t[1], 1.2, "peer unnormalised")
-    measured = with_planner("measure", lambda: median_times([lambda: vm.dct(x)], repeats=5)[0])
-    report.add("dct II 8 x 2^20, measure planner", measured, "ours estimated", t[0])
+    return lambda: vm.dct(x)
 
 
 def run(report):
-    dctn_image(report)
-    dct_long_columns(report)
+    measure_gain(report, [("dctn II 1024x1024", dctn_image(report)), ("dct II 8 x 2^20", dct_long_columns(report))])
 
 
 if __name__ == "__main__":

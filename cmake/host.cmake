@@ -13,6 +13,7 @@ add_library(vlhost SHARED
   host/shape.cpp
   host/text.cpp
   host/threads.cpp
-  host/usm.cpp)
+  host/usm.cpp
+  host/worker_pinning.cpp)
 target_include_directories(vlhost PUBLIC ${CMAKE_SOURCE_DIR})
 target_link_libraries(vlhost PUBLIC TBB::tbb PRIVATE vl_openblas ${CMAKE_DL_LIBS} Threads::Threads)

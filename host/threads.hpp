@@ -2,12 +2,24 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 #include <oneapi/tbb/task_arena.h>
+#include <oneapi/tbb/task_scheduler_observer.h>
 
 namespace vlhost::detail {
 
-// This thread's arena, sized to the current setting.
+// This thread's arena, sized to the current setting, made ready for a call from this thread.
 tbb::task_arena& callArena();
+
+// Watches the workers that join an arena; told of each call its thread makes.
+class ArenaObserver : public tbb::task_scheduler_observer {
+public:
+    using tbb::task_scheduler_observer::task_scheduler_observer;
+    virtual void noteCaller() = 0;
+};
+
+// Keeps the workers that join `arena` off the calling thread's core; null when turned off.
+std::unique_ptr<ArenaObserver> pinWorkersOf(tbb::task_arena& arena);
 
 }  // namespace vlhost::detail

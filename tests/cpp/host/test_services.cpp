@@ -1,5 +1,13 @@
 // The per-scope store, packages, warnings, thread services and the catalogue.
+#include <sched.h>
+
+#include <atomic>
+#include <chrono>
 #include <thread>
+#include <vector>
+
+#include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/task_arena.h>
 
 #include "tests/cpp/support.hpp"
 
@@ -113,4 +121,52 @@ TEST(Calls, ManyThreadsCallAtOnceWithTheirOwnFrames) {
     for (auto& th : pool) th.join();
     EXPECT_EQ(failures.load(), 0);
     EXPECT_EQ(vlhost::liveArrays(), before);
+}
+
+namespace {
+// The cores a thread may run on.
+std::vector<int> coresOf(pid_t tid) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    std::vector<int> cores;
+    if (sched_getaffinity(tid, sizeof set, &set) == 0)
+        for (int c = 0; c < CPU_SETSIZE; ++c)
+            if (CPU_ISSET(c, &set)) cores.push_back(c);
+    return cores;
+}
+void bindTo(int core) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(core, &set);
+    ASSERT_EQ(sched_setaffinity(0, sizeof set, &set), 0);
+}
+std::vector<int> gWorkerCores;
+// Two tasks that wait for each other, so that a worker must run one; it records its cores.
+void meetsAWorker(int, vxArray**, int, const vxArray**) {
+    std::atomic<int> arrived{0};
+    gWorkerCores.clear();
+    tbb::parallel_for(0, 2, [&](int) {
+        ++arrived;
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (arrived.load() < 2 && std::chrono::steady_clock::now() < until) std::this_thread::yield();
+        if (tbb::this_task_arena::current_thread_index() != 0) gWorkerCores = coresOf(0);
+    }, tbb::simple_partitioner());
+}
+}  // namespace
+
+TEST(Calls, WorkersKeepOffTheCallersCore) {
+    const std::vector<int> allowed = coresOf(0);
+    if (allowed.size() < 2) GTEST_SKIP() << "one core";
+    vlhost::setNumThreads(2);
+    run(meetsAWorker, 0, {});  // TBB starts its workers while this thread may use every core
+    for (int core : {allowed.front(), allowed.back(), allowed.front()}) {
+        bindTo(core);
+        run(meetsAWorker, 0, {});
+        ASSERT_EQ(gWorkerCores.size(), 1u) << "the worker is bound to one core";
+        EXPECT_NE(gWorkerCores[0], core);
+    }
+    cpu_set_t all;
+    CPU_ZERO(&all);
+    for (int c : allowed) CPU_SET(c, &all);
+    sched_setaffinity(0, sizeof all, &all);
 }

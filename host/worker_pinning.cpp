@@ -1,0 +1,120 @@
+// Keeps each TBB worker on a core other than its caller's.
+//
+// A worker left free to move can be packed by the kernel onto the core of the thread that
+// called it: the two then take turns on one core, preempting each other at scheduler ticks, while
+// the other core idles; a worker woken after a pause could also wait a tick (about 4 ms) to run.
+// The calling thread stays free. Workers are registered when they first join an arena; at each
+// call the caller binds them to cores other than the one it is on, when they are not there yet.
+// VLMATHDSP_PIN_WORKERS=0 leaves the workers free.
+#include "host/threads.hpp"
+
+#include <sched.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+namespace vlhost::detail {
+
+namespace {
+
+bool pinningWanted() {
+    const char* setting = std::getenv("VLMATHDSP_PIN_WORKERS");
+    return !(setting && std::strcmp(setting, "0") == 0);
+}
+
+// The cores this process may run on, in increasing order.
+std::vector<int> allowedCores() {
+    std::vector<int> found;
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (sched_getaffinity(0, sizeof set, &set) == 0)
+        for (int c = 0; c < CPU_SETSIZE; ++c)
+            if (CPU_ISSET(c, &set)) found.push_back(c);
+    return found;
+}
+
+struct Worker {
+    pid_t tid;
+    int core;  // the core it is bound to, -1 while free
+};
+
+// The live workers, in the order they first joined.
+class Registry {
+public:
+    void add(pid_t tid) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        workers_.push_back({tid, -1});
+    }
+    void remove(pid_t tid) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        workers_.erase(std::remove_if(workers_.begin(), workers_.end(), [&](const Worker& w) { return w.tid == tid; }),
+                       workers_.end());
+    }
+    // Worker k takes the k-th allowed core counted from the last, `callerCore` skipped.
+    void placeAwayFrom(int callerCore) {
+        if (cores_.size() < 2) return;
+        std::lock_guard<std::mutex> lock(mutex_);
+        others_.clear();
+        for (auto c = cores_.rbegin(); c != cores_.rend(); ++c)
+            if (*c != callerCore) others_.push_back(*c);
+        for (size_t k = 0; k < workers_.size(); ++k) {
+            Worker& w = workers_[k];
+            const int target = others_[k % others_.size()];
+            if (w.core == target) continue;
+            cpu_set_t set;
+            CPU_ZERO(&set);
+            CPU_SET(target, &set);
+            w.core = sched_setaffinity(w.tid, sizeof set, &set) == 0 ? target : -1;
+        }
+    }
+
+private:
+    const std::vector<int> cores_ = allowedCores();
+    std::mutex mutex_;
+    std::vector<Worker> workers_;
+    std::vector<int> others_;  // scratch of placeAwayFrom
+};
+
+// Made when the library loads, so that the cores are those of the process, not of whichever
+// thread, maybe bound to fewer, calls first. Never destroyed: workers may outlive static data.
+Registry* const gRegistry = new Registry;
+Registry& registry() { return *gRegistry; }
+
+// Registers this worker thread once, and unregisters it when the thread ends.
+struct Membership {
+    pid_t tid = 0;
+    void join() {
+        if (tid) return;
+        tid = gettid();
+        registry().add(tid);
+    }
+    ~Membership() {
+        if (tid) registry().remove(tid);
+    }
+};
+
+class WorkerPinning final : public ArenaObserver {
+public:
+    explicit WorkerPinning(tbb::task_arena& arena) : ArenaObserver(arena) { observe(true); }
+    ~WorkerPinning() override { observe(false); }
+    void on_scheduler_entry(bool isWorker) override {
+        thread_local Membership membership;
+        if (isWorker) membership.join();
+    }
+    void noteCaller() override { registry().placeAwayFrom(sched_getcpu()); }
+};
+
+}  // namespace
+
+std::unique_ptr<ArenaObserver> pinWorkersOf(tbb::task_arena& arena) {
+    static const bool wanted = pinningWanted();
+    if (!wanted) return nullptr;
+    return std::make_unique<WorkerPinning>(arena);
+}
+
+}  // namespace vlhost::detail

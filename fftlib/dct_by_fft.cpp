@@ -75,6 +75,8 @@ struct Block {
     uint64_t W, n, half, rs, inLen;
     bool sine;
 
+    bool unit(const Lanes<T>& l) const { return l.width == 1 && rs == 1; }
+
     Lanes<T> lanes(const T* in, T* out, uint64_t q0, uint64_t total) const {
         Lanes<T> l;
         l.width = std::min(W, total - q0);
@@ -93,6 +95,13 @@ struct Block {
         const uint64_t common = std::min(inLen, n), evens = (common + 1) / 2, odds = common / 2;
         const T odd = sine ? T(-1) : T(1);
         for (uint64_t j = 0; j < l.width; ++j) std::fill(buf + n * j + evens, buf + n * j + n - odds, T(0));
+        if (unit(l)) {
+            const T* x = l.in[0];
+            T* back = buf + n - 1;
+            for (uint64_t i = 0; i < evens; ++i) buf[i] = x[2 * i];
+            for (uint64_t i = 0; i < odds; ++i) back[-ptrdiff_t(i)] = odd * x[2 * i + 1];
+            return;
+        }
         if (!l.adjacent) {
             for (uint64_t j = 0; j < l.width; ++j) {
                 const T* x = l.in[j];
@@ -133,8 +142,27 @@ struct Block {
                 }
             }
         };
+        if (unit(l)) return sine ? unitPass<true>(c, l.out[0], t) : unitPass<false>(c, l.out[0], t);
         if (l.adjacent) return pass(l.out[0], 0, l.width);
         for (uint64_t j = 0; j < l.width; ++j) pass(l.out[j], j, 1);
+    }
+
+    // scatterSpectrum's pass for one lane of contiguous samples, in loops the compiler vectorizes.
+    template <bool kSine>
+    void unitPass(const T* v, T* y, const Twiddles<T>& t) const {
+        const T* cs = t.cs.data();
+        const auto at = [&](uint64_t k) -> T& { return kSine ? y[n - 1 - k] : y[k]; };
+        at(0) = v[0] * t.first;
+        const uint64_t pairs = (n - 1) / 2;  // k and n-k distinct
+        for (uint64_t k = 1; k <= pairs; ++k) {
+            const T a = v[2 * k], b = v[2 * k + 1], ck = cs[2 * k], sk = cs[2 * k + 1];
+            at(n - k) = sk * a - ck * b;
+            at(k) = ck * a + sk * b;
+        }
+        if (n % 2 == 0 && n >= 2) {
+            const uint64_t k = n / 2;
+            at(k) = cs[2 * k] * v[2 * k] + cs[2 * k + 1] * v[2 * k + 1];
+        }
     }
 
     // Inverse: V[k] = f e^{i pi k / 2n} (X[k] - i X[n-k]), X[n] = 0, V[0] = X[0] / sqrt(n); the sine
@@ -162,14 +190,37 @@ struct Block {
                 }
             }
         };
+        if (unit(l) && inLen >= n)
+            return sine ? unitGatherSpectrum<true>(l.in[0], c, t) : unitGatherSpectrum<false>(l.in[0], c, t);
         if (l.adjacent) return pass(l.in[0], 0, l.width);
         for (uint64_t j = 0; j < l.width; ++j) pass(l.in[j], j, 1);
+    }
+
+    // gatherSpectrum's pass for one lane of contiguous coefficients, none of them past the input.
+    template <bool kSine>
+    void unitGatherSpectrum(const T* x, T* v, const Twiddles<T>& t) const {
+        const T* cs = t.cs.data();
+        const auto at = [&](uint64_t k) { return kSine ? x[n - 1 - k] : x[k]; };
+        v[0] = at(0) * t.first;
+        v[1] = T(0);
+        for (uint64_t k = 1; 2 * k <= n; ++k) {
+            const T a = at(k), b = at(n - k), ck = cs[2 * k], sk = cs[2 * k + 1];
+            v[2 * k] = T(0.5) * (ck * a + sk * b);
+            v[2 * k + 1] = T(0.5) * (sk * a - ck * b);
+        }
     }
 
     // Inverse: rows 0, 1, ... back to the even samples, rows n-1, n-2, ... to the odd ones.
     void scatter(const T* buf, const Lanes<T>& l) const {
         const uint64_t evens = (n + 1) / 2, odds = n / 2;
         const T odd = sine ? T(-1) : T(1);
+        if (unit(l)) {
+            T* x = l.out[0];
+            const T* back = buf + n - 1;
+            for (uint64_t i = 0; i < evens; ++i) x[2 * i] = buf[i];
+            for (uint64_t i = 0; i < odds; ++i) x[2 * i + 1] = odd * back[-ptrdiff_t(i)];
+            return;
+        }
         if (!l.adjacent) {
             for (uint64_t j = 0; j < l.width; ++j) {
                 T* x = l.out[j];

@@ -68,11 +68,12 @@ struct Lanes {
     bool adjacent;  // lane j lies at in[0] + j and out[0] + j
 };
 
-// The real buffer holds lane j's sample p at n j + p; the complex one its V[k] at half j + k
-// (FFTW runs contiguous sequences about twice as fast as interleaved ones).
+// The real buffer holds lane j's sample p at laneReals j + p; the complex one its V[k] at half j + k
+// (FFTW runs contiguous sequences about twice as fast as interleaved ones). laneReals is n, or
+// 2 half when the forward transform runs in place in one buffer.
 template <class T>
 struct Block {
-    uint64_t W, n, half, rs, inLen;
+    uint64_t W, n, half, rs, inLen, laneReals;
     bool sine;
 
     bool unit(const Lanes<T>& l) const { return l.width == 1 && rs == 1; }
@@ -94,7 +95,8 @@ struct Block {
     void gather(T* buf, const Lanes<T>& l) const {
         const uint64_t common = std::min(inLen, n), evens = (common + 1) / 2, odds = common / 2;
         const T odd = sine ? T(-1) : T(1);
-        for (uint64_t j = 0; j < l.width; ++j) std::fill(buf + n * j + evens, buf + n * j + n - odds, T(0));
+        const uint64_t L = laneReals;
+        for (uint64_t j = 0; j < l.width; ++j) std::fill(buf + L * j + evens, buf + L * j + n - odds, T(0));
         if (unit(l)) {
             const T* x = l.in[0];
             T* back = buf + n - 1;
@@ -105,7 +107,7 @@ struct Block {
         if (!l.adjacent) {
             for (uint64_t j = 0; j < l.width; ++j) {
                 const T* x = l.in[j];
-                T* v = buf + n * j;
+                T* v = buf + L * j;
                 for (uint64_t i = 0; i < evens; ++i) v[i] = x[rs * 2 * i];
                 for (uint64_t i = 0; i < odds; ++i) v[n - 1 - i] = odd * x[rs * (2 * i + 1)];
             }
@@ -115,10 +117,10 @@ struct Block {
         const T* x = l.in[0];
         for (uint64_t i = 0; i < evens; ++i) {
             const T* even = x + rs * 2 * i;
-            for (uint64_t j = 0; j < l.width; ++j) buf[n * j + i] = even[j];
+            for (uint64_t j = 0; j < l.width; ++j) buf[L * j + i] = even[j];
             if (i >= odds) break;
             const T* oddRow = even + rs;
-            for (uint64_t j = 0; j < l.width; ++j) buf[n * j + n - 1 - i] = odd * oddRow[j];
+            for (uint64_t j = 0; j < l.width; ++j) buf[L * j + n - 1 - i] = odd * oddRow[j];
         }
     }
 
@@ -249,24 +251,27 @@ void run(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T* in,
     const uint64_t n = job.n, rs = job.stride, total = rs * job.outer, half = n / 2 + 1;
     const uint64_t W = std::min(std::clamp<uint64_t>(kBlockReals / n, 1, kLanes), total);
     const uint64_t blocks = (total + W - 1) / W;
-    const Block<T> block{W, n, half, rs, inLen, kind == kDst2 || kind == kDst3};
+    const bool inPlace = forward && realForwardInPlace(n);
+    const Block<T> block{W, n, half, rs, inLen, inPlace ? 2 * half : n, kind == kDst2 || kind == kDst3};
     const auto twiddles = twiddlesOf<T>(n);
 
     // One thread a block when blocks run in parallel.
-    const PlanOwner<T> plan = realLanesPlan(cache, job, W, forward, blocks > 1 ? 1 : job.context.numThreads);
+    const PlanOwner<T> plan =
+        realLanesPlan(cache, job, W, forward, blocks > 1 ? 1 : job.context.numThreads, inPlace);
 
     const bool parallel = blocks > 1 && total * n >= kParallelElements;
     vlcommon::runRange(parallel, uint64_t(0), blocks, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
-        Buffer<T> real(size_t(W * n)), spectrum(size_t(W * half * 2));
+        Buffer<T> real(inPlace ? 0 : size_t(W * n)), spectrum(size_t(W * half * 2));
+        T* const samples = inPlace ? spectrum.data : real.data;
         if (total % W) {  // the last block's unused lanes are transformed too: keep them finite
-            std::fill(real.data, real.data + W * n, T(0));
+            if (!inPlace) std::fill(real.data, real.data + W * n, T(0));
             std::fill(spectrum.data, spectrum.data + W * half * 2, T(0));
         }
         for (uint64_t b = r.begin(); b < r.end(); ++b) {
             const Lanes<T> l = block.lanes(in, out, b * W, total);
             if constexpr (forward) {
-                block.gather(real.data, l);
-                F::execR2c(plan.plan, real.data, reinterpret_cast<FC*>(spectrum.data));
+                block.gather(samples, l);
+                F::execR2c(plan.plan, samples, reinterpret_cast<FC*>(spectrum.data));
                 block.scatterSpectrum(spectrum.data, l, *twiddles);
             } else {
                 block.gatherSpectrum(spectrum.data, l, *twiddles);

@@ -167,11 +167,18 @@ void rowsToLanes(const E* from, uint64_t stride, uint64_t count, E* lanes, uint6
     for (uint64_t j = 0; j < w; ++j) std::fill(lanes + lane * j + count, lanes + lane * (j + 1), E(0));
 }
 
+// FFTW's estimated real-to-complex plans of a power of two from 2^17 up run 1.2 to 2.3 times
+// faster in place than out of place (2^20: 4.0 against 6.2 ms on one thread); other lengths go
+// either way, and complex-to-real ones run faster out of place.
+inline bool realForwardInPlace(uint64_t n) { return n >= (uint64_t(1) << 17) && (n & (n - 1)) == 0; }
+
 // The plan over `lanes` contiguous real sequences of length job.n and their half spectra (real to
 // complex when `forward`, else back), for blocks copied into buffers from fftw_malloc. It runs on
-// `threads` threads; its key has the buffered bit and the lane count as the stride.
+// `threads` threads; its key has the buffered bit and the lane count as the stride. In place (forward
+// only), lane j's samples start at real 2 (n/2 + 1) j and its spectrum overwrites them.
 template <class T, class Cache>
-PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool forward, uint64_t threads) {
+PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool forward, uint64_t threads,
+                           bool inPlace = false) {
     using F = Fftw<T>;
     using FC = typename F::complex;
     using C = std::complex<T>;
@@ -180,15 +187,15 @@ PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool
     laneJob.context.numThreads = threads;
     Buffer<T> probeReal(1), probeComplex(2);
     const int alignment = F::alignment(probeReal.data);
-    PlanKey key = laneJob.key(false, alignment, alignment);
+    PlanKey key = laneJob.key(inPlace, alignment, alignment);
     key[3] |= uint64_t(1) << kKeyBufferedBit;
     const size_t realBytes = size_t(lanes * n) * sizeof(T), complexBytes = size_t(lanes * half) * sizeof(C);
     const fftw_iodim64 d{ptrdiff_t(n), 1, 1};
     C* spectrum = reinterpret_cast<C*>(probeComplex.data);
     if (forward) {
-        const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(n), ptrdiff_t(half)};
+        const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(inPlace ? 2 * half : n), ptrdiff_t(half)};
         return planFor<T>(
-            cache, laneJob, probeReal.data, spectrum, realBytes, complexBytes,
+            cache, laneJob, inPlace ? probeComplex.data : probeReal.data, spectrum, complexBytes, complexBytes,
             [&](unsigned flags, T* i, C* o) {
                 return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags | FFTW_DESTROY_INPUT);
             },

@@ -98,6 +98,33 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* 
     });
 }
 
+// Long contiguous sequences of a length that runs faster in place: each copied (padded or cut) into
+// its output sequence's memory, transformed there and filled; sequences in parallel on one thread
+// each, or a single one on all threads.
+template <class T>
+void inPlaceSequences(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                      std::complex<T>* out, uint64_t inLen) {
+    using F = Fftw<T>;
+    using FC = typename F::complex;
+    const uint64_t n = job.n, outer = job.outer, common = std::min(inLen, n);
+    Job<T> one = job;
+    one.outer = 1;
+    if (outer > 1) one.context.numThreads = 1;
+    T* const first = reinterpret_cast<T*>(out);
+    const fftw_iodim64 d{ptrdiff_t(n), 1, 1}, how{1, 0, 0};
+    const size_t bytes = size_t(n) * sizeof(std::complex<T>);
+    const PlanOwner<T> plan = planFor<T>(cache, one, first, out, bytes, bytes, [&](unsigned flags, T* i, std::complex<T>* o) {
+        return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags);
+    });
+    forSequences(outer, n, [&](uint64_t q) {
+        T* r = reinterpret_cast<T*>(out + n * q);
+        std::copy(in + inLen * q, in + inLen * q + common, r);
+        std::fill(r + common, r + n, T(0));
+        F::execR2c(plan.plan, r, reinterpret_cast<FC*>(r));
+        fillBySymmetry(job, out, q);
+    });
+}
+
 }  // namespace
 
 template <class T>
@@ -109,6 +136,7 @@ struct Driver<T, kRealToComplex> {
         const uint64_t n = job.n, stride = job.stride, outer = job.outer;
         const bool sameMemory = static_cast<const void*>(in) == static_cast<const void*>(out);
         if (stride >= kRowBlock && !sameMemory) return bufferedRows(job, cache, in, out, inLen);
+        if (stride == 1 && !sameMemory && realForwardInPlace(n)) return inPlaceSequences(job, cache, in, out, inLen);
         // Another length, or the input in the output's memory: the transform reads a staged copy.
         std::unique_ptr<Buffer<T>> staged;
         T* src = const_cast<T*>(in);

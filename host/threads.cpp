@@ -48,13 +48,12 @@ namespace vlhost::detail {
 tbb::task_arena& callArena() {
     // One arena per host thread: its calling thread always has a slot of its own.
     thread_local std::unique_ptr<tbb::task_arena> arena;
-    thread_local std::unique_ptr<ArenaObserver> pinning;
+    thread_local ArenaObserver* pinning = nullptr;
     thread_local size_t arenaThreads = 0;
     // TBB never runs more workers than the machine has cores; a larger arena only costs slots.
     static const size_t cores = size_t(std::max(1, tbb::info::default_concurrency()));
     const size_t want = std::min(numThreads(), cores);
     if (!arena || arenaThreads != want) {
-        pinning.reset();
         arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));
         arena->initialize();
         pinning = pinWorkersOf(*arena);

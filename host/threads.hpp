@@ -19,7 +19,8 @@ public:
     virtual void noteCaller() = 0;
 };
 
-// Keeps the workers that join `arena` off the calling thread's core; null when turned off.
-std::unique_ptr<ArenaObserver> pinWorkersOf(tbb::task_arena& arena);
+// Keeps the workers that join `arena` off the calling thread's core; null when turned off. The
+// observer lives as long as the process.
+ArenaObserver* pinWorkersOf(tbb::task_arena& arena);
 
 }  // namespace vlhost::detail

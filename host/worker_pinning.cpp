@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -101,7 +102,6 @@ struct Membership {
 class WorkerPinning final : public ArenaObserver {
 public:
     explicit WorkerPinning(tbb::task_arena& arena) : ArenaObserver(arena) { observe(true); }
-    ~WorkerPinning() override { observe(false); }
     void on_scheduler_entry(bool isWorker) override {
         thread_local Membership membership;
         if (isWorker) membership.join();
@@ -111,10 +111,16 @@ public:
 
 }  // namespace
 
-std::unique_ptr<ArenaObserver> pinWorkersOf(tbb::task_arena& arena) {
+ArenaObserver* pinWorkersOf(tbb::task_arena& arena) {
+    // Observers are never destroyed: TBB detaches one when its arena goes, which may be after the
+    // arena's handle is gone, and frees its own record of the observer only if that is still alive.
+    static std::mutex mutex;
+    static std::vector<std::unique_ptr<WorkerPinning>>* kept = new std::vector<std::unique_ptr<WorkerPinning>>;
     static const bool wanted = pinningWanted();
     if (!wanted) return nullptr;
-    return std::make_unique<WorkerPinning>(arena);
+    std::lock_guard<std::mutex> lock(mutex);
+    kept->push_back(std::make_unique<WorkerPinning>(arena));
+    return kept->back().get();
 }
 
 }  // namespace vlhost::detail

@@ -112,7 +112,7 @@ def test_wide_strides_and_the_default_dimension(dct, t):
 def test_long_contiguous_sequences_padded_and_truncated(dct, t):
     """Sequences too long to share a buffer block run one at a time, straight from the column."""
     rng = np.random.default_rng(20 + t + 4 * dct)
-    for n in (5001, 8192):
+    for n in (5001, 8192, 2**17):  # 2^17: the forward FFT in place
         for rows in (n, n - 7, n + 3):
             x = np.asfortranarray(rng.standard_normal((rows, 2)))
             assert_transform_close(FORWARD[dct](x, n, 1, "Variant", t), oracle(dct, t, resized(x, n, 0), 0), n)

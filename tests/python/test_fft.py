@@ -41,6 +41,18 @@ def test_real_input_forward_and_inverse_with_padding():
 
 
 @pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_long_real_columns_with_padding_and_truncation(dtype):
+    """Columns of 2^17 and more run in their output's memory: padded, cut, one and several."""
+    rng = np.random.default_rng(17)
+    n = 2**17
+    for rows, cols in ((n, 3), (n - 5, 2), (n + 5, 1), (2 * n, 1)):
+        x = np.asfortranarray(rng.standard_normal((rows, cols)).astype(dtype))
+        length = 2 * n if rows == 2 * n else n
+        assert_transform_close(vm.fft(x, length), np.fft.fft(x.astype(np.float64), length, axis=0), length,
+                               dtype == np.float32)
+
+
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
 def test_real_rows_far_apart_with_padding_and_truncation(dtype):
     """Real sequences 9 and 117 values apart (blocks of neighbours, the last one partial), forward
     and the symmetric inverse, padded and truncated."""
@@ -151,11 +163,13 @@ def test_plans_for_one_thread_and_several_give_the_same_bits(threads):
     rng = np.random.default_rng(8)
     x = rng.standard_normal(2**18) + 1j * rng.standard_normal(2**18)
     X = np.asfortranarray(rng.standard_normal((600, 700)))
+    r, R = rng.standard_normal(2**18), np.asfortranarray(rng.standard_normal((2**17, 3)))
+    run = lambda: [vm.fft(x), vm.fft(X), vm.ifft(x), vm.fft(r), vm.fft(R)]
     threads(2)
-    several = [vm.fft(x), vm.fft(X), vm.ifft(x)]
+    several = run()
     threads(1)
     one = []
-    worker = threading.Thread(target=lambda: one.extend([vm.fft(x), vm.fft(X), vm.ifft(x)]))
+    worker = threading.Thread(target=lambda: one.extend(run()))
     worker.start()
     worker.join()
     for a, b in zip(one, several):

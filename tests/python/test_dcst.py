@@ -118,6 +118,9 @@ def test_long_contiguous_sequences_padded_and_truncated(dct, t):
             assert_transform_close(FORWARD[dct](x, n, 1, "Variant", t), oracle(dct, t, resized(x, n, 0), 0), n)
             z = x[:, 0] + 1j * x[:, 1]
             assert_transform_close(FORWARD[dct](z, n, "Variant", t), oracle(dct, t, resized(z, n, 0), 0), n)
+            single = np.asfortranarray(x, dtype=np.float32)
+            assert_transform_close(FORWARD[dct](single, n, 1, "Variant", t),
+                                   oracle(dct, t, resized(single.astype(np.float64), n, 0), 0), n, True)
 
 
 @pytest.mark.parametrize("dct,t", KINDS)

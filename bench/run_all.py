@@ -3,6 +3,7 @@
 import bench_conv2
 import bench_convn
 import bench_dcst
+import bench_scipy_fft
 import bench_fft
 import bench_filter
 import bench_ltitr
@@ -15,5 +16,5 @@ from harness import Report
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm, bench_filter, bench_fft, bench_dcst):
+    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm, bench_filter, bench_fft, bench_dcst, bench_scipy_fft):
         bench.run(report)

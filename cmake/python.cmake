@@ -5,8 +5,10 @@ set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP
 add_dependencies(_vlmathdsp vlmathdsp)
 
 file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py)
+file(GLOB VLMATHDSP_SCIPY_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.py)
 add_custom_target(vlmathdsp_python ALL
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}/scipy
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}
-  DEPENDS ${VLMATHDSP_PY_FILES}
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_SCIPY_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}/scipy
+  DEPENDS ${VLMATHDSP_PY_FILES} ${VLMATHDSP_SCIPY_PY_FILES}
   COMMENT "Assembling the vlmathdsp package")

@@ -80,7 +80,9 @@ size_t maxDimensions();
 
 // Threads, memory and accounting.
 void setNumThreads(size_t count);  // 1 to kMaxThreads, else VELTRA:threadCount
-size_t numThreads();
+// The count for the calls of this thread only, in place of the process's; 0 returns to it.
+void setThreadNumThreads(size_t count);  // 0 to kMaxThreads, else VELTRA:threadCount
+size_t numThreads();  // this thread's count when it has one, else the process's
 size_t openParallelRegions();  // brackets opened by ompwrapper::setNumThreads and not yet closed
 void setMallocExFailAfter(long successes);  // that many vxMallocEx calls pass, the rest fail; -1: none fail
 long liveArrays();

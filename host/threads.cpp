@@ -21,6 +21,7 @@ size_t hardwareThreads() {
     return n ? std::min<size_t>(n, kMaxThreads) : 1;
 }
 std::atomic<size_t> gThreads{hardwareThreads()};
+thread_local size_t tThreads = 0;  // this thread's own count, 0 for none
 std::mutex gBlasMutex;
 // BLAS starts a thread, with its buffers, per count it is given: never more than there are cores.
 int blasThreads(size_t count) { return static_cast<int>(std::min(count, hardwareThreads())); }
@@ -34,7 +35,12 @@ void setNumThreads(size_t count) {
     if (gOpenRegions == 0) openblas_set_num_threads(blasThreads(count));
 }
 
-size_t numThreads() { return gThreads.load(); }
+void setThreadNumThreads(size_t count) {
+    if (count > kMaxThreads) throw hostError("threadCount", std::to_string(kMaxThreads));
+    tThreads = count;
+}
+
+size_t numThreads() { return tThreads ? tThreads : gThreads.load(); }
 
 size_t openParallelRegions() {
     std::lock_guard<std::mutex> lock(gBlasMutex);

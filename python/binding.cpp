@@ -129,6 +129,9 @@ PYBIND11_MODULE(_vlmathdsp, m) {
     m.def("set_num_threads", [](py::int_ n) {
         vlhost::setNumThreads(size_t(boundedInt(n, 1, vlhost::kMaxThreads, "threadCount", std::to_string(vlhost::kMaxThreads))));
     });
+    m.def("set_thread_num_threads", [](py::int_ n) {
+        vlhost::setThreadNumThreads(size_t(boundedInt(n, 0, vlhost::kMaxThreads, "threadCount", std::to_string(vlhost::kMaxThreads))));
+    });
     m.attr("max_threads") = vlhost::kMaxThreads;
     m.def("get_num_threads", []() { return vlhost::numThreads(); });
     m.def("live_arrays", []() { return vlhost::liveArrays(); });

@@ -18,6 +18,10 @@ if [ "$mode" != --sanitize ]; then
   (cd build && ctest -j"$(nproc)" --output-on-failure)
   step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
+  step "SciPy's own scipy.fft tests, with vlmathdsp.scipy.fft as the global backend"
+  scipy_fft_tests=$(/usr/bin/python3 -c "import os, scipy.fft; print(os.path.join(os.path.dirname(scipy.fft.__file__), 'tests'))")
+  (cd /tmp && PYTHONPATH="$OLDPWD/build/python:$OLDPWD/tests/scipy_suite" \
+    /usr/bin/python3 -m pytest -q -p backend_plugin -p no:cacheprovider "$scipy_fft_tests")
   step "fuzz"
   /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
 fi

@@ -1,0 +1,88 @@
+"""NumPy arrays to the host's column-major view and back, without copies where the memory allows."""
+
+import contextlib
+import operator
+import os
+
+import numpy as np
+
+from .. import _vlmathdsp
+from ..host import MAX_THREADS
+
+
+class Unsupported(Exception):
+    """A call the engine does not take: the face hands it to SciPy."""
+
+
+class HostView:
+    """x as a column-major host array: a C-ordered array read as its transpose, so that NumPy axis
+    a is host dimension ndim - a. Other orders are made C-ordered first, so that a result never
+    depends on the input's memory order (the order of the passes follows it). A vector is a column."""
+
+    def __init__(self, x):
+        self.ndim = x.ndim
+        x = np.ascontiguousarray(x)
+        self.array = x.reshape(-1, 1) if x.ndim == 1 else x.T
+
+    def dim(self, axis):
+        """The host's one-based dimension of NumPy axis `axis` (already non-negative)."""
+        return self.ndim - axis if self.ndim >= 2 else 1
+
+    def back(self, result, shape):
+        """The host's result as a C-ordered NumPy array of `shape`."""
+        return np.asarray(result).reshape(tuple(shape)[::-1], order="F").T
+
+
+def float_array(x):
+    """x with SciPy's floating dtype: float16 to float32, integers and bools to float64; long
+    doubles and other kinds are not the engine's."""
+    x = np.asarray(x)
+    if x.dtype == np.float16:
+        return x.astype(np.float32)
+    if x.dtype.kind in "biu":
+        return x.astype(np.float64)
+    if x.dtype.type not in (np.float32, np.float64, np.complex64, np.complex128):
+        raise Unsupported
+    if not x.dtype.isnative:
+        x = x.astype(x.dtype.newbyteorder("="))
+    return x
+
+
+def complex_dtype(dtype):
+    return np.complex64 if dtype in (np.float32, np.complex64) else np.complex128
+
+
+def axis_index(axis, ndim):
+    a = operator.index(axis)
+    if not -ndim <= a < ndim:
+        raise np.AxisError(a, ndim)
+    return a % ndim
+
+
+def thread_count(workers):
+    """SciPy's workers: None for the library's own setting, negative counts from the core count."""
+    if workers is None:
+        return None
+    w = operator.index(workers)
+    cores = os.cpu_count() or 1
+    if w < 0:
+        if w < -cores:
+            raise ValueError(f"workers value out of range; got {w}, must not be less than {-cores}")
+        w += 1 + cores
+    elif w == 0:
+        raise ValueError("workers must not be zero")
+    return min(w, MAX_THREADS)
+
+
+@contextlib.contextmanager
+def threads(workers):
+    """The calls inside run on `workers` threads, in this Python thread only."""
+    count = thread_count(workers)
+    if count is None:
+        yield
+        return
+    _vlmathdsp.set_thread_num_threads(count)
+    try:
+        yield
+    finally:
+        _vlmathdsp.set_thread_num_threads(0)

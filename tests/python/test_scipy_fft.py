@@ -1,0 +1,119 @@
+"""vlmathdsp.scipy.fft against scipy.fft on the same calls: values, shapes, dtypes, errors, the
+backend protocol, memory orders and thread counts."""
+
+import threading
+
+import numpy as np
+import pytest
+import scipy.fft
+
+import vlmathdsp as vm
+import vlmathdsp.scipy.fft as ours
+from transforms import assert_transform_close
+
+NORMS = [None, "backward", "ortho", "forward"]
+ONE_D = ["fft", "ifft", "rfft", "irfft", "hfft", "ihfft"]
+N_D = ["fftn", "ifftn", "fft2", "ifft2", "rfftn", "irfftn", "rfft2", "irfft2"]
+TAKES_COMPLEX = {"fft", "ifft", "irfft", "hfft", "fftn", "ifftn", "fft2", "ifft2", "irfftn", "irfft2"}
+
+
+def sample(name, shape, dtype, seed):
+    rng = np.random.default_rng(seed)
+    x = rng.standard_normal(shape)
+    if name in TAKES_COMPLEX and np.dtype(dtype).kind == "c":
+        x = x + 1j * rng.standard_normal(shape)
+    return x.astype(dtype)
+
+
+def same(got, want, points):
+    assert got.shape == want.shape and got.dtype == want.dtype, (got.shape, want.shape, got.dtype, want.dtype)
+    assert_transform_close(got, want, points, got.dtype in (np.complex64, np.float32))
+
+
+@pytest.mark.parametrize("name", ONE_D)
+@pytest.mark.parametrize("norm", NORMS)
+def test_one_axis_lengths_and_norms(name, norm):
+    for dtype in (np.float64, np.complex128, np.float32, np.complex64, np.int32, np.float16):
+        if dtype in (np.complex128, np.complex64) and name not in TAKES_COMPLEX:
+            continue
+        x = sample(name, (6, 9, 5), dtype, 1)
+        for axis in (0, 1, -1):
+            for n in (None, 1, 4, 13):
+                if name in ("irfft", "hfft") and n is None and x.shape[axis] == 1:
+                    continue
+                want = getattr(scipy.fft, name)(x, n, axis, norm)
+                same(getattr(ours, name)(x, n, axis, norm), want, want.shape[axis])
+
+
+@pytest.mark.parametrize("name", N_D)
+@pytest.mark.parametrize("norm", [None, "ortho", "forward"])
+def test_several_axes_with_sizes(name, norm):
+    x = sample(name, (6, 7, 4), np.complex128 if name in TAKES_COMPLEX else np.float64, 2)
+    two = name.endswith("2")
+    cases = [dict(), dict(s=(5, 8)), dict(axes=(0, 2)), dict(axes=(-1, 0), s=(3, 9))]
+    if not two:
+        cases += [dict(axes=(1,)), dict(s=(4, 3, 10)), dict(axes=(2, 0, 1))]
+    for kw in cases:
+        want = getattr(scipy.fft, name)(x, norm=norm, **kw)
+        same(getattr(ours, name)(x, norm=norm, **kw), want, want.size)
+
+
+def test_results_do_not_depend_on_memory_order_or_threads(threads):
+    x = np.random.default_rng(3).standard_normal((64, 48, 10)).astype(np.float32)
+    views = [x, np.asfortranarray(x), np.ascontiguousarray(x[::-1])[::-1]]
+    for name in ("fftn", "rfftn", "fft"):
+        results = [getattr(ours, name)(v) for v in views]
+        for r in results[1:]:
+            np.testing.assert_array_equal(r, results[0])
+    big = np.random.default_rng(4).standard_normal((512, 600))
+    threads(2)
+    several = [ours.fft2(big), ours.rfft(big, axis=0), ours.irfft(ours.rfft(big))]
+    one = [ours.fft2(big, workers=1), ours.rfft(big, axis=0, workers=1), ours.irfft(ours.rfft(big), workers=1)]
+    for a, b in zip(one, several):
+        np.testing.assert_array_equal(a, b)
+
+
+def test_workers_hold_for_the_call_and_the_calling_thread_only(threads):
+    threads(2)
+    seen = []
+    x = np.ones((4, 4))
+    ours.fft(x, workers=1)
+    ours.fft(x, workers=-1)
+    assert vm.get_num_threads() == 2
+    worker = threading.Thread(target=lambda: seen.append(vm.get_num_threads()))
+    worker.start()
+    worker.join()
+    assert seen == [2]
+    with pytest.raises(ValueError, match="workers must not be zero"):
+        ours.fft(x, workers=0)
+    with pytest.raises(ValueError, match="out of range"):
+        ours.fft(x, workers=-1000)
+
+
+def test_errors_are_scipys():
+    x = np.ones((3, 4))
+    for call, error, text in [
+        (lambda: ours.fft(x, 0), ValueError, r"invalid number of data points \(0\)"),
+        (lambda: ours.fft(x, norm="bad"), ValueError, "Invalid norm value 'bad'"),
+        (lambda: ours.fft(x, axis=2), np.AxisError, ""),
+        (lambda: ours.rfft(x + 1j), TypeError, "x must be a real sequence"),
+        (lambda: ours.fftn(x, axes=(0, 0)), ValueError, "all axes must be unique"),
+        (lambda: ours.fftn(x, s=(2, 2, 2)), ValueError, "shape requires more axes"),
+        (lambda: ours.fftn(x, s=(2,), axes=(0, 1)), ValueError, "same length"),
+    ]:
+        with pytest.raises(error, match=text):
+            call()
+
+
+def test_the_backend_serves_and_hands_back():
+    x = np.random.default_rng(5).standard_normal(32)
+    with scipy.fft.set_backend(ours, only=True):
+        np.testing.assert_array_equal(scipy.fft.fft(x), ours.fft(x))
+        with pytest.raises(scipy.fft._backend.ua.BackendNotImplementedError):
+            scipy.fft.fft(x.astype(np.longdouble))  # only this backend: nothing serves long doubles
+    with scipy.fft.set_backend(ours):
+        assert scipy.fft.fft(x.astype(np.longdouble)).dtype == np.clongdouble  # SciPy served it
+        assert scipy.fft.fft(np.zeros((0, 3)), axis=1).shape == (0, 3)
+    # called directly, what the engine does not take goes to SciPy
+    assert ours.fft(x.astype(np.longdouble)).dtype == np.clongdouble
+    assert ours.fft.__name__ == "fft" and "scipy.fft.fft" in ours.fft.__doc__

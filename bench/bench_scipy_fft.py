@@ -27,6 +27,8 @@ def backend_rows(report):
         ("rfftn + irfftn real 1024x1024", lambda f, w: f.irfftn(f.rfftn(image, workers=w), workers=w)),
         ("fft real 8 x 2^20 along the last axis", lambda f, w: f.fft(long, workers=w)),
         ("rfft real 8 x 2^20", lambda f, w: f.rfft(long, workers=w)),
+        ("dctn II ortho 1024x1024", lambda f, w: f.dctn(image, norm="ortho", workers=w)),
+        ("dct II 8 x 2^20", lambda f, w: f.dct(long, workers=w)),
     ]
     for name, work in cases:
         def ours():

@@ -117,3 +117,27 @@ def test_the_backend_serves_and_hands_back():
     # called directly, what the engine does not take goes to SciPy
     assert ours.fft(x.astype(np.longdouble)).dtype == np.clongdouble
     assert ours.fft.__name__ == "fft" and "scipy.fft.fft" in ours.fft.__doc__
+
+
+@pytest.mark.parametrize("name", ["dct", "idct", "dst", "idst"])
+@pytest.mark.parametrize("t", [1, 2, 3, 4])
+def test_cosine_and_sine_transforms_with_every_norm_and_orthogonalization(name, t):
+    """SciPy's definitions, with the factors of its orthogonalize option where they fall (for the
+    sine types 2 and 3 on the first entry, as SciPy puts them), from the engine's orthonormal ones."""
+    x = np.random.default_rng(t).standard_normal((7, 9))
+    for norm in NORMS:
+        for orth in (None, True, False):
+            for n, axis in ((None, -1), (5, 0), (12, 1), (2, 0)):
+                want = getattr(scipy.fft, name)(x, t, n, axis, norm, orthogonalize=orth)
+                same(getattr(ours, name)(x, t, n, axis, norm, orthogonalize=orth), want, want.shape[axis])
+
+
+@pytest.mark.parametrize("name", ["dctn", "idctn", "dstn", "idstn"])
+def test_cosine_and_sine_transforms_over_several_axes(name):
+    rng = np.random.default_rng(9)
+    x = rng.standard_normal((6, 7, 5)).astype(np.float32)
+    for a in (x, x + 1j * x[::-1], x.astype(np.int16)):
+        for t in (1, 2, 3, 4):
+            for kw in (dict(), dict(s=(4, 9)), dict(axes=(0, 2), norm="ortho"), dict(axes=(-1,), s=(8,), norm="forward")):
+                want = getattr(scipy.fft, name)(a, t, **kw)
+                same(getattr(ours, name)(a, t, **kw), want, want.size)

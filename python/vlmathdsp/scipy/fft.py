@@ -22,6 +22,7 @@ import operator
 import numpy as np
 
 from .. import functions as vm
+from . import _cosine
 from ._layout import HostView, Unsupported, axis_index, complex_dtype, float_array, threads
 
 __ua_domain__ = "numpy.scipy.fft"
@@ -212,6 +213,27 @@ def _ihfft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, pl
     return np.conjugate(_rfft(x, n, axis, _swap(norm), overwrite_x, workers))
 
 
+def _real_transform(kind, inverse):
+    def one(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
+        x = _array(x, None)
+        axis = axis_index(axis, x.ndim)
+        return many(x, type, None if n is None else [n], [axis], norm, overwrite_x, workers, orthogonalize)
+
+    def many(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None):
+        x = _array(x, None)
+        sizes, axes = _shape_axes(x, s, axes)
+        t = _cosine.inverse_type(type) if inverse else type
+        with threads(workers):
+            return _cosine.transform(x, kind, t, sizes, axes, _swap(norm) if inverse else norm, orthogonalize)
+
+    return one, many
+
+
+_dct, _dctn = _real_transform("dct", False)
+_idct, _idctn = _real_transform("dct", True)
+_dst, _dstn = _real_transform("dst", False)
+_idst, _idstn = _real_transform("dst", True)
+
 _TWO = (-2, -1)
 
 _IMPLEMENTATIONS = {
@@ -229,6 +251,8 @@ _IMPLEMENTATIONS = {
     "irfft2": lambda x, s=None, axes=_TWO, *a, **k: _irfftn_public(x, s, axes, *a, **k),
     "hfft": _hfft,
     "ihfft": _ihfft,
+    "dct": _dct, "idct": _idct, "dst": _dst, "idst": _idst,
+    "dctn": _dctn, "idctn": _idctn, "dstn": _dstn, "idstn": _idstn,
 }
 
 
@@ -282,5 +306,16 @@ rfft2 = _face("rfft2", _PAIR, "The two-dimensional Fourier transform of real inp
 irfft2 = _face("irfft2", _PAIR, "The inverse of rfft2.")
 hfft = _face("hfft", _ONE, "The Fourier transform of a Hermitian-symmetric signal given by its first half.")
 ihfft = _face("ihfft", _ONE, "The inverse of hfft: the first half of the spectrum of a real signal.")
+
+_R1 = "(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None)"
+_RN = "(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None)"
+dct = _face("dct", _R1, "The discrete cosine transform of type 1 to 4 along one axis.")
+idct = _face("idct", _R1, "The inverse discrete cosine transform of type 1 to 4 along one axis.")
+dst = _face("dst", _R1, "The discrete sine transform of type 1 to 4 along one axis.")
+idst = _face("idst", _R1, "The inverse discrete sine transform of type 1 to 4 along one axis.")
+dctn = _face("dctn", _RN, "The N-dimensional discrete cosine transform.")
+idctn = _face("idctn", _RN, "The N-dimensional inverse discrete cosine transform.")
+dstn = _face("dstn", _RN, "The N-dimensional discrete sine transform.")
+idstn = _face("idstn", _RN, "The N-dimensional inverse discrete sine transform.")
 
 __all__ = list(_IMPLEMENTATIONS)

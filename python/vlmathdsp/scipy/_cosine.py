@@ -86,9 +86,12 @@ def transform(x, kind, t, sizes, axes, norm, orthogonalize):
     for n, a in zip(sizes, axes):
         shape[a] = n
     r = view.array
-    engine = vm.dct if kind == "dct" else vm.dst
-    for n, a in sorted(zip(sizes, axes), key=lambda p: -p[1]):
-        r = engine(r, n, view.dim(a), "Variant", t)
+    if x.ndim >= 2 and sorted(axes) == list(range(x.ndim)):
+        r = (vm.dctn if kind == "dct" else vm.dstn)(r, shape[::-1], "Variant", t)
+    else:
+        engine = vm.dct if kind == "dct" else vm.dst
+        for n, a in sorted(zip(sizes, axes), key=lambda p: -p[1]):
+            r = engine(r, n, view.dim(a), "Variant", t)
     y = view.back(r, shape)  # the engine's own result: free to scale in place
     for n, a in zip(sizes, axes):
         y = _ends(y, a, so_first / do_first, so_last / do_last if n >= 2 else 1, copy=False)

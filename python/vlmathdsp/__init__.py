@@ -1,6 +1,8 @@
 """vlmathdsp: numeric built-ins (convolution, transforms, filtering, state space, network
 primitives) over NumPy arrays. Arguments take the host's order and form: dimensions are
-one-based, text options are str."""
+one-based, text options are str. `vlmathdsp.scipy.fft` has SciPy's conventions."""
+
+__version__ = "0.1.0"  # the project's version in CMakeLists.txt, to three parts
 
 from .errors import Error, HostWarning
 from .strings import string_array

@@ -158,3 +158,12 @@ def test_every_named_function_reaches_its_builtin():
     np.testing.assert_array_equal(vm.strided_convn(np.ones(3), np.ones(2)), [1, 2, 2, 1])
     np.testing.assert_allclose(vm.dct(np.ones(4)), [2, 0, 0, 0], atol=1e-15)
     assert vm.fftw_version().startswith("fftw-")
+
+
+def test_the_version_is_the_projects():
+    import os
+    import re
+    root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    with open(os.path.join(root, "CMakeLists.txt")) as f:
+        version = re.search(r"project\(vlmathdsp VERSION ([\d.]+)", f.read()).group(1)
+    assert vm.__version__ == ".".join(version.split(".")[:3])

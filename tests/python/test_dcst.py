@@ -10,7 +10,7 @@ import scipy.sparse
 
 import vlmathdsp as vm
 import vlmathdsp._vlmathdsp as core
-from transforms import assert_transform_close, host_shape
+from transforms import assert_one_thread_matches_several, assert_transform_close, host_shape
 
 KINDS = [(dct, t) for dct in (True, False) for t in (1, 2, 3, 4)]
 FORWARD = {True: vm.dct, False: vm.dst}
@@ -259,18 +259,9 @@ def test_plans_are_reused_and_kinds_have_their_own():
 
 
 def test_one_thread_and_several_give_the_same_bits(threads):
-    import threading
     rng = np.random.default_rng(8)
     cases = [np.asfortranarray(rng.standard_normal((2**17, 3))), np.asfortranarray(rng.standard_normal((300, 500))),
              rng.standard_normal(2**18),
              np.asfortranarray(rng.standard_normal((64, 64, 40)) + 1j * rng.standard_normal((64, 64, 40)))]
     run = lambda: [f(c, "Variant", t) for c in cases for f in (vm.dct, vm.dstn) for t in (1, 2, 3, 4)]
-    threads(2)
-    several = run()
-    threads(1)
-    one = []
-    worker = threading.Thread(target=lambda: one.extend(run()))
-    worker.start()
-    worker.join()
-    for a, b in zip(one, several):
-        np.testing.assert_array_equal(a, b)
+    assert_one_thread_matches_several(threads, run)

@@ -4,7 +4,7 @@ import numpy as np
 import pytest
 
 import vlmathdsp as vm
-from transforms import assert_transform_close, host_shape
+from transforms import assert_one_thread_matches_several, assert_transform_close, host_shape
 
 LENGTHS = [1, 2, 7, 8, 13, 16, 60, 97, 128, 1000, 1024]
 
@@ -159,18 +159,9 @@ def test_fractional_length_warns_and_goes_on():
 def test_plans_for_one_thread_and_several_give_the_same_bits(threads):
     """A host thread's scope plans for the thread count it starts with: a new Python thread
     after set_num_threads(1) plans single-threaded."""
-    import threading
     rng = np.random.default_rng(8)
     x = rng.standard_normal(2**18) + 1j * rng.standard_normal(2**18)
     X = np.asfortranarray(rng.standard_normal((600, 700)))
     r, R = rng.standard_normal(2**18), np.asfortranarray(rng.standard_normal((2**17, 3)))
     run = lambda: [vm.fft(x), vm.fft(X), vm.ifft(x), vm.fft(r), vm.fft(R)]
-    threads(2)
-    several = run()
-    threads(1)
-    one = []
-    worker = threading.Thread(target=lambda: one.extend(run()))
-    worker.start()
-    worker.join()
-    for a, b in zip(one, several):
-        np.testing.assert_array_equal(a, b)
+    assert_one_thread_matches_several(threads, run)

@@ -1,6 +1,8 @@
 """What the transform tests share: the host's shape rule and a tolerance from the precision, the
 transform length and the size of the values."""
 
+import threading
+
 import numpy as np
 
 
@@ -20,3 +22,18 @@ def assert_transform_close(got, want, n, single=False):
     scale = max(np.max(np.abs(want), initial=0.0), np.finfo(np.float64).tiny)
     got = np.asarray(got).reshape(want.shape)
     np.testing.assert_allclose(got, want, rtol=0, atol=20 * eps * np.log2(max(n, 2)) * scale)
+
+
+def assert_one_thread_matches_several(set_threads, run):
+    """run() with 2 threads against run() in a new Python thread started after set_threads(1),
+    whose scope plans single-threaded: the results must be the same bits."""
+    set_threads(2)
+    several = run()
+    set_threads(1)
+    one = []
+    worker = threading.Thread(target=lambda: one.extend(run()))
+    worker.start()
+    worker.join()
+    assert len(one) == len(several)
+    for a, b in zip(one, several):
+        np.testing.assert_array_equal(a, b)

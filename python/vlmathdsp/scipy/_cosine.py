@@ -12,7 +12,7 @@ import math
 import numpy as np
 
 from .. import functions as vm
-from ._layout import HostView, Unsupported
+from ._layout import Unsupported, run_along
 
 _R2 = math.sqrt(2.0)
 
@@ -81,18 +81,9 @@ def transform(x, kind, t, sizes, axes, norm, orthogonalize):
     for n, a in zip(sizes, axes):
         x = _ends(x, a, si_first / di_first, si_last / di_last if x.shape[a] == n >= 2 else 1)
         scale *= _norm_scale(norm, kind, t, n)
-    view = HostView(x)
-    shape = list(x.shape)
-    for n, a in zip(sizes, axes):
-        shape[a] = n
-    r = view.array
-    if x.ndim >= 2 and sorted(axes) == list(range(x.ndim)):
-        r = (vm.dctn if kind == "dct" else vm.dstn)(r, shape[::-1], "Variant", t)
-    else:
-        engine = vm.dct if kind == "dct" else vm.dst
-        for n, a in sorted(zip(sizes, axes), key=lambda p: -p[1]):
-            r = engine(r, n, view.dim(a), "Variant", t)
-    y = view.back(r, shape)  # the engine's own result: free to scale in place
+    whole, one = (vm.dctn, vm.dct) if kind == "dct" else (vm.dstn, vm.dst)
+    y = run_along(x, sizes, axes, lambda r, siz: whole(r, siz, "Variant", t),
+                  lambda r, n, dim: one(r, n, dim, "Variant", t))  # the engine's own result
     for n, a in zip(sizes, axes):
         y = _ends(y, a, so_first / do_first, so_last / do_last if n >= 2 else 1, copy=False)
     if scale != 1:

@@ -33,6 +33,23 @@ class HostView:
         return np.asarray(result).reshape(tuple(shape)[::-1], order="F").T
 
 
+def run_along(x, sizes, axes, whole, one):
+    """The engine along `axes` of x, padded or cut to `sizes`, as a C-ordered array: whole(array,
+    host sizes) in one call when the axes are all of x's (and whole is given), else one(array, n,
+    dim) axis by axis, the last axis first as the host's N-d calls go."""
+    view = HostView(x)
+    shape = list(x.shape)
+    for n, a in zip(sizes, axes):
+        shape[a] = n
+    r = view.array
+    if whole is not None and x.ndim >= 2 and sorted(axes) == list(range(x.ndim)):
+        r = whole(r, shape[::-1])
+    else:
+        for n, a in sorted(zip(sizes, axes), key=lambda p: -p[1]):
+            r = one(r, n, view.dim(a))
+    return view.back(r, shape)
+
+
 def float_array(x):
     """x with SciPy's floating dtype: float16 to float32, integers and bools to float64; long
     doubles and other kinds are not the engine's."""

@@ -23,7 +23,7 @@ import numpy as np
 
 from .. import functions as vm
 from . import _cosine
-from ._layout import HostView, Unsupported, axis_index, complex_dtype, float_array, threads
+from ._layout import Unsupported, axis_index, complex_dtype, float_array, run_along, threads
 
 __ua_domain__ = "numpy.scipy.fft"
 
@@ -72,7 +72,7 @@ def _shape_axes(x, s, axes):
     """SciPy's rules for s and axes: axes default to the last len(s) (or all), s to their sizes,
     -1 in s for an axis's own size."""
     if axes is not None:
-        axes = [operator.index(a) for a in np.atleast_1d(axes).tolist()] if not np.isscalar(axes) else [operator.index(axes)]
+        axes = [operator.index(a) for a in (axes if np.iterable(axes) else (axes,))]
         axes = [a + x.ndim if a < 0 else a for a in axes]
         if any(a >= x.ndim or a < 0 for a in axes):
             raise ValueError("axes exceeds dimensionality of input")
@@ -99,18 +99,9 @@ def _shape_axes(x, s, axes):
 
 def _c2c(x, sizes, axes, forward):
     """The engine's transform (forward unscaled, inverse over the product of sizes) along `axes`."""
-    view = HostView(x)
-    shape = list(x.shape)
-    for n, a in zip(sizes, axes):
-        shape[a] = n
-    if x.ndim >= 2 and sorted(axes) == list(range(x.ndim)):
-        siz = shape[::-1]
-        r = (vm.fftn if forward else vm.ifftn)(view.array, siz)
-    else:
-        r = view.array
-        for n, a in sorted(zip(sizes, axes), key=lambda p: -p[1]):  # as the host's fftn: last axis first
-            r = (vm.fft if forward else vm.ifft)(r, n, view.dim(a))
-    return view.back(r, shape)
+    if forward:
+        return run_along(x, sizes, axes, vm.fftn, vm.fft)
+    return run_along(x, sizes, axes, vm.ifftn, vm.ifft)
 
 
 def _first_half(r, axis, n):
@@ -121,10 +112,7 @@ def _first_half(r, axis, n):
 
 def _symmetric_inverse(x, n, axis):
     """The engine's real inverse of the half spectrum x along axis, to n points, divided by n."""
-    view = HostView(x)
-    shape = list(x.shape)
-    shape[axis] = n
-    return view.back(vm.ifft(view.array, n, view.dim(axis), "symmetric"), shape)
+    return run_along(x, [n], [axis], None, lambda r, m, dim: vm.ifft(r, m, dim, "symmetric"))
 
 
 def _fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None, forward=True):

@@ -68,6 +68,12 @@ template <class T, int kind>
 void veltraFFT1D(fftwContext context, fftwPlanCacheInterface<T, kind>* cache, const InOf<T, kind>* in,
                  OutOf<T, kind>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany, int sign);
 
+// The same real-to-complex transforms kept to their n / 2 + 1 non-negative frequencies: in the
+// output, len = n / 2 + 1.
+template <class T>
+void veltraRealFFT1DHalf(fftwContext context, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                         std::complex<T>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany);
+
 // The cosine and sine transforms: kind = type - 1, plus 4 for the sine family.
 enum DcstKind : int { kDct1 = 0, kDct2, kDct3, kDct4, kDst1, kDst2, kDst3, kDst4 };
 

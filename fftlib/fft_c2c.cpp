@@ -17,7 +17,8 @@ template <class T>
 using C = std::complex<T>;
 
 // The rows of a block of neighbours are copied into a buffer where the neighbours lie W apart,
-// transformed there by a one-thread plan, and copied back; blocks run in parallel.
+// transformed there by a one-thread plan, and copied back (divided by n for the inverse); blocks
+// run in parallel.
 template <class T>
 void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* cache, const C<T>* src, C<T>* out) {
     using F = Fftw<T>;
@@ -50,7 +51,16 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
                 std::fill(buffer.data + W * k + w, buffer.data + W * (k + 1), C<T>(0));
             }
             F::execDft(plan.plan, reinterpret_cast<FC*>(buffer.data), reinterpret_cast<FC*>(buffer.data));
-            for (uint64_t k = 0; k < n; ++k) std::memcpy(to + stride * k, buffer.data + W * k, w * sizeof(C<T>));
+            if (job.sign < 0) {
+                for (uint64_t k = 0; k < n; ++k) std::memcpy(to + stride * k, buffer.data + W * k, w * sizeof(C<T>));
+                continue;
+            }
+            const T d = scaleDivisor<T>(double(n));
+            for (uint64_t k = 0; k < n; ++k)
+                for (uint64_t j = 0; j < w; ++j) {
+                    const C<T> v = buffer.data[W * k + j];
+                    to[stride * k + j] = C<T>(v.real() / d, v.imag() / d);
+                }
         }
     });
 }
@@ -59,7 +69,7 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
 
 template <class T>
 struct Driver<T, kComplexToComplex> {
-    static void run(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* cache, const C<T>* in,
+    static bool run(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* cache, const C<T>* in,
                     C<T>* out, uint64_t inLen) {
         using F = Fftw<T>;
         using FC = typename F::complex;
@@ -70,7 +80,10 @@ struct Driver<T, kComplexToComplex> {
             restage(in, inLen, out, n, stride, outer);
             src = out;
         }
-        if (stride >= 2 * kStridedBlock) return buffered(job, cache, src, out);
+        if (stride >= 2 * kStridedBlock) {
+            buffered(job, cache, src, out);
+            return true;
+        }
         const size_t bytes = size_t(stride * n * outer) * sizeof(C<T>);
         fftw_iodim64 d, how[2];
         job.dims(d, how, stride * n, stride * n);
@@ -79,6 +92,7 @@ struct Driver<T, kComplexToComplex> {
                 return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o), job.sign, flags);
             });
         F::execDft(plan.plan, reinterpret_cast<FC*>(src), reinterpret_cast<FC*>(out));
+        return false;
     }
 };
 

@@ -1,4 +1,5 @@
-// Complex-to-real transforms of conjugate-symmetric sequences, from their first halves.
+// Complex-to-real transforms of conjugate-symmetric sequences, from their first halves. The
+// buffered and blocked forms divide by n as they write, while the values are in cache.
 #include "fftlib/driver.hpp"
 
 namespace vfl_fft {
@@ -9,7 +10,8 @@ namespace {
 constexpr uint64_t kRowBlock = 8;
 
 // Each block: the first halves of the neighbours copied into contiguous lanes, transformed by one
-// plan of one thread, and written back row by row; blocks run in parallel.
+// plan of one thread, and written back row by row (divided by n for the inverse); blocks run in
+// parallel.
 template <class T>
 void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* cache, const std::complex<T>* in,
                   T* out, uint64_t inLen) {
@@ -18,6 +20,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
     const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
     const uint64_t common = std::min(inLen, half), blocks = (stride + W - 1) / W;
     const PlanOwner<T> plan = realLanesPlan(cache, job, W, false, 1);
+    const T d = job.sign > 0 ? scaleDivisor<T>(double(n)) : T(1);
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
         Buffer<std::complex<T>> spectrum(size_t(W * half));
         Buffer<T> real(size_t(W * n));
@@ -29,21 +32,74 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
             rowsToLanes(from, stride, common, spectrum.data, half, w);
             F::execC2r(plan.plan, reinterpret_cast<FC*>(spectrum.data), real.data);
             for (uint64_t k = 0; k < n; ++k)
-                for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = real.data[n * j + k];
+                for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = real.data[n * j + k] / d;
         }
     });
+}
+
+// The plan over `count` contiguous first halves, n / 2 + 1 apart, into as many sequences n apart.
+template <class T>
+PlanOwner<T> contiguousPlan(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* cache, uint64_t count,
+                            std::complex<T>* in, T* out) {
+    using F = Fftw<T>;
+    using FC = typename F::complex;
+    Job<T> blockJob = job;
+    blockJob.outer = count;
+    blockJob.context.numThreads = 1;
+    const uint64_t n = job.n, half = n / 2 + 1;
+    fftw_iodim64 d, how[2];
+    blockJob.dims(d, how, half, n);
+    return planFor<T>(cache, blockJob, in, out, size_t(count * half) * sizeof(std::complex<T>),
+                      size_t(count * n) * sizeof(T), [&](unsigned flags, std::complex<T>* i, T* o) {
+                          return F::c2r(1, &d, 2, how, reinterpret_cast<FC*>(i), o, flags);
+                      });
+}
+
+// Many short contiguous sequences in blocks of `block`: each block's first halves staged in a
+// buffer, transformed into the output and divided by n while there; blocks run in parallel.
+template <class T>
+void blockedSequences(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* cache, const std::complex<T>* in,
+                      T* out, uint64_t inLen, uint64_t block) {
+    using FC = typename Fftw<T>::complex;
+    const uint64_t n = job.n, outer = job.outer, half = n / 2 + 1, blocks = outer / block, rest = outer - blocks * block;
+    const T d = scaleDivisor<T>(double(n));
+    Buffer<std::complex<T>> probe(size_t(block * half));
+    const PlanOwner<T> plan = contiguousPlan(job, cache, block, probe.data, out);
+    const auto runBlock = [&](const PlanOwner<T>& p, uint64_t first, uint64_t count, std::complex<T>* staged) {
+        restage(in + first * inLen, inLen, staged, half, 1, count);
+        T* to = out + first * n;
+        Fftw<T>::execC2r(p.plan, reinterpret_cast<FC*>(staged), to);
+        for (uint64_t i = 0; i < count * n; ++i) to[i] = to[i] / d;
+    };
+    vlcommon::runRange(blocks >= 2 && outer * n >= kParallelElements, uint64_t(0), blocks, uint64_t(1),
+                       [&](const tbb::blocked_range<uint64_t>& r) {
+                           Buffer<std::complex<T>> staged(size_t(block * half));
+                           for (uint64_t b = r.begin(); b < r.end(); ++b) runBlock(plan, b * block, block, staged.data);
+                       });
+    if (rest) {
+        const PlanOwner<T> tail = contiguousPlan(job, cache, rest, probe.data, out + blocks * block * n);
+        runBlock(tail, blocks * block, rest, probe.data);
+    }
 }
 
 }  // namespace
 
 template <class T>
 struct Driver<T, kComplexToReal> {
-    static void run(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* cache, const std::complex<T>* in,
+    static bool run(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* cache, const std::complex<T>* in,
                     T* out, uint64_t inLen) {
         using F = Fftw<T>;
         using FC = typename F::complex;
         const uint64_t n = job.n, stride = job.stride, outer = job.outer, half = n / 2 + 1;
-        if (stride >= kRowBlock) return bufferedRows(job, cache, in, out, inLen);
+        if (stride >= kRowBlock) {
+            bufferedRows(job, cache, in, out, inLen);
+            return true;
+        }
+        const uint64_t block = blockColumns<T>(n);
+        if (stride == 1 && block != 0 && outer >= 2 * block && job.sign > 0) {
+            blockedSequences(job, cache, in, out, inLen, block);
+            return true;
+        }
         // FFTW's complex-to-real pass destroys its input: it reads a staged copy of the first half.
         Buffer<std::complex<T>> staged(size_t(stride * half * outer));
         restage(in, inLen, staged.data, half, stride, outer);
@@ -55,6 +111,7 @@ struct Driver<T, kComplexToReal> {
                 return F::c2r(1, &d, 2, how, reinterpret_cast<FC*>(i), o, flags);
             });
         F::execC2r(plan.plan, reinterpret_cast<FC*>(staged.data), out);
+        return false;
     }
 };
 

@@ -1,4 +1,5 @@
-// Real-to-complex transforms, filled to full length by conjugate symmetry. Many short contiguous
+// Real-to-complex transforms, filled to full length by conjugate symmetry or kept to their first
+// halves. Many short contiguous
 // columns go in blocks, each transformed and filled while it is in cache.
 #include <immintrin.h>
 
@@ -9,20 +10,6 @@
 namespace vfl_fft {
 
 namespace {
-
-// Columns of a real-to-complex transform go in blocks of about this many samples, which stay in
-// L2 while they are transformed and filled (64 x 20000 and 1000 x 1000: 2^12 and 2^14 alike,
-// 2^16 about 20 % slower).
-constexpr uint64_t kBlockElements = 1 << 14;
-// Blocks are whole multiples of this many columns, so that every block of the input starts at the
-// alignment the plan was made for (8 doubles or 16 floats: 64 bytes).
-constexpr uint64_t kBlockColumnsMultiple = 8;
-
-template <class T>
-uint64_t blockColumns(uint64_t n) {
-    const uint64_t multiple = kBlockColumnsMultiple * 8 / sizeof(T);
-    return kBlockElements / n / multiple * multiple;
-}
 
 // dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.
 inline void conjugateReversed(double* dst, const double* src, uint64_t count) {
@@ -38,9 +25,10 @@ inline void conjugateReversed(float* dst, const float* src, uint64_t count) {
     }
 }
 
-// Sequence q's upper half from its lower half: X[k] = conj(X[n - k]).
+// Sequence q's upper half from its lower half: X[k] = conj(X[n - k]); nothing for a half output.
 template <class T>
 void fillBySymmetry(const Job<T>& job, std::complex<T>* out, uint64_t q) {
+    if (job.half) return;
     const uint64_t n = job.n, stride = job.stride;
     T* r = reinterpret_cast<T*>(out + q % stride + stride * n * (q / stride));
     const uint64_t from = n / 2 + 1;
@@ -56,9 +44,9 @@ PlanOwner<T> realPlan(fftwPlanCacheInterface<T, kRealToComplex>* cache, const Jo
                       std::complex<T>* out) {
     using F = Fftw<T>;
     fftw_iodim64 d, how[2];
-    const uint64_t span = job.stride * job.n, count = span * job.outer;
-    job.dims(d, how, span, span);
-    return planFor<T>(cache, job, in, out, count * sizeof(T), count * sizeof(std::complex<T>),
+    const uint64_t span = job.stride * job.n, outSpan = job.stride * job.outLen();
+    job.dims(d, how, span, outSpan);
+    return planFor<T>(cache, job, in, out, span * job.outer * sizeof(T), outSpan * job.outer * sizeof(std::complex<T>),
                                       [&](unsigned flags, T* i, std::complex<T>* o) {
                                           return F::r2c(1, &d, 2, how, i, reinterpret_cast<typename F::complex*>(o),
                                                         flags | FFTW_PRESERVE_INPUT);
@@ -70,14 +58,15 @@ PlanOwner<T> realPlan(fftwPlanCacheInterface<T, kRealToComplex>* cache, const Jo
 constexpr uint64_t kRowBlock = 8;
 
 // Each block: the rows of the neighbours copied into contiguous lanes, transformed by one plan of
-// one thread, and written back row by row with the upper half mirrored; blocks run in parallel.
+// one thread, and written back row by row (with the upper half mirrored when filled); blocks run in
+// parallel.
 template <class T>
 void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
                   std::complex<T>* out, uint64_t inLen) {
     using F = Fftw<T>;
     using FC = typename F::complex;
     const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
-    const uint64_t common = std::min(inLen, n), blocks = (stride + W - 1) / W;
+    const uint64_t common = std::min(inLen, n), blocks = (stride + W - 1) / W, outLen = job.outLen();
     const PlanOwner<T> plan = realLanesPlan(cache, job, W, true, 1);
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
         Buffer<T> real(size_t(W * n));
@@ -86,13 +75,13 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* 
         for (uint64_t t = r.begin(); t < r.end(); ++t) {
             const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
             const T* from = in + s0 + stride * inLen * o;
-            std::complex<T>* to = out + s0 + stride * n * o;
+            std::complex<T>* to = out + s0 + stride * outLen * o;
             rowsToLanes(from, stride, common, real.data, n, w);
             F::execR2c(plan.plan, real.data, reinterpret_cast<FC*>(spectrum.data));
             const std::complex<T>* v = spectrum.data;
             for (uint64_t k = 0; k < half; ++k)
                 for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = v[half * j + k];
-            for (uint64_t k = half; k < n; ++k)
+            for (uint64_t k = half; k < outLen; ++k)
                 for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = std::conj(v[half * j + n - k]);
         }
     });
@@ -106,7 +95,7 @@ void inPlaceSequences(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComple
                       std::complex<T>* out, uint64_t inLen) {
     using F = Fftw<T>;
     using FC = typename F::complex;
-    const uint64_t n = job.n, outer = job.outer, common = std::min(inLen, n);
+    const uint64_t n = job.n, outer = job.outer, common = std::min(inLen, n), outLen = job.outLen();
     Job<T> one = job;
     one.outer = 1;
     if (outer > 1) one.context.numThreads = 1;
@@ -117,7 +106,7 @@ void inPlaceSequences(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComple
         return F::r2c(1, &d, 1, &how, i, reinterpret_cast<FC*>(o), flags);
     });
     forSequences(outer, n, [&](uint64_t q) {
-        T* r = reinterpret_cast<T*>(out + n * q);
+        T* r = reinterpret_cast<T*>(out + outLen * q);
         std::copy(in + inLen * q, in + inLen * q + common, r);
         std::fill(r + common, r + n, T(0));
         F::execR2c(plan.plan, r, reinterpret_cast<FC*>(r));
@@ -129,11 +118,17 @@ void inPlaceSequences(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComple
 
 template <class T>
 struct Driver<T, kRealToComplex> {
-    static void run(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+    static bool run(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
                     std::complex<T>* out, uint64_t inLen) {
+        forward(job, cache, in, out, inLen);
+        return false;  // a forward transform: nothing to scale
+    }
+
+    static void forward(const Job<T>& job, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                        std::complex<T>* out, uint64_t inLen) {
         using F = Fftw<T>;
         using FC = typename F::complex;
-        const uint64_t n = job.n, stride = job.stride, outer = job.outer;
+        const uint64_t n = job.n, stride = job.stride, outer = job.outer, outLen = job.outLen();
         const bool sameMemory = static_cast<const void*>(in) == static_cast<const void*>(out);
         if (stride >= kRowBlock && !sameMemory) return bufferedRows(job, cache, in, out, inLen);
         if (stride == 1 && !sameMemory && realForwardInPlace(n)) return inPlaceSequences(job, cache, in, out, inLen);
@@ -159,20 +154,35 @@ struct Driver<T, kRealToComplex> {
         const PlanOwner<T> plan = realPlan(cache, blockJob, src, out);
         const uint64_t blocks = outer / block;
         forSequences(blocks, block * n, [&](uint64_t b) {
-            F::execR2c(plan.plan, src + b * block * n, reinterpret_cast<FC*>(out + b * block * n));
+            F::execR2c(plan.plan, src + b * block * n, reinterpret_cast<FC*>(out + b * block * outLen));
             for (uint64_t q = b * block; q < (b + 1) * block; ++q) fill(q);
         });
         if (const uint64_t rest = outer - blocks * block) {
             Job<T> restJob = blockJob;
             restJob.outer = rest;
-            const uint64_t offset = blocks * block * n;
-            const PlanOwner<T> tail = realPlan(cache, restJob, src + offset, out + offset);
-            F::execR2c(tail.plan, src + offset, reinterpret_cast<FC*>(out + offset));
+            const uint64_t offset = blocks * block * n, outOffset = blocks * block * outLen;
+            const PlanOwner<T> tail = realPlan(cache, restJob, src + offset, out + outOffset);
+            F::execR2c(tail.plan, src + offset, reinterpret_cast<FC*>(out + outOffset));
             for (uint64_t q = blocks * block; q < outer; ++q) fill(q);
         }
     }
 };
 
 VL_FFT_INSTANCES(kRealToComplex)
+
+template <class T>
+void veltraRealFFT1DHalf(fftwContext context, fftwPlanCacheInterface<T, kRealToComplex>* cache, const T* in,
+                         std::complex<T>* out, uint64_t stride, uint64_t n, uint64_t inLen, uint64_t howMany) {
+    if (n == 0 || howMany == 0 || stride == 0) return;
+    fftwApi::getInstance();
+    Job<T> job{context, n, stride, howMany / stride, -1};
+    job.half = true;
+    Driver<T, kRealToComplex>::run(job, cache, in, out, inLen);
+}
+
+template void veltraRealFFT1DHalf<float>(fftwContext, fftwPlanCacheInterface<float, kRealToComplex>*, const float*,
+                                         std::complex<float>*, uint64_t, uint64_t, uint64_t, uint64_t);
+template void veltraRealFFT1DHalf<double>(fftwContext, fftwPlanCacheInterface<double, kRealToComplex>*, const double*,
+                                          std::complex<double>*, uint64_t, uint64_t, uint64_t, uint64_t);
 
 }  // namespace vfl_fft

@@ -4,6 +4,7 @@
 
 #include "fftlib/fft.hpp"
 #include "python/convert.hpp"
+#include "python/half_spectrum.hpp"
 
 namespace vlpy {
 
@@ -114,6 +115,9 @@ PYBIND11_MODULE(_vlmathdsp, m) {
             throw vlhost::hostError("noSuchSlot", std::string(py::str(slot)));
         const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
         return run(gModule->slot(size_t(index)), args, outputs, principal);
+    });
+    m.def("half_spectrum", [](py::object x, py::object n, py::object dim) {
+        return run(&halfSpectrum, py::make_tuple(x, n, dim), 1, 0);
     });
     m.def("call_function", [](py::str fullName, py::tuple args, py::int_ nargout, int principal) {
         // Lone surrogates pass through: such a name is simply not found.

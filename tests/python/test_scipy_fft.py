@@ -9,7 +9,7 @@ import scipy.fft
 
 import vlmathdsp as vm
 import vlmathdsp.scipy.fft as ours
-from transforms import assert_transform_close
+from transforms import assert_one_thread_matches_several, assert_transform_close
 
 NORMS = [None, "backward", "ortho", "forward"]
 ONE_D = ["fft", "ifft", "rfft", "irfft", "hfft", "ihfft"]
@@ -141,3 +141,35 @@ def test_cosine_and_sine_transforms_over_several_axes(name):
             for kw in (dict(), dict(s=(4, 9)), dict(axes=(0, 2), norm="ortho"), dict(axes=(-1,), s=(8,), norm="forward")):
                 want = getattr(scipy.fft, name)(a, t, **kw)
                 same(getattr(ours, name)(a, t, **kw), want, want.size)
+
+
+def test_half_spectra_on_every_layout_against_numpy(threads):
+    """rfft's half spectra: long power-of-two rows (in place), many short rows (in blocks, with a
+    remainder), columns (through a buffer), padded and cut lengths; each against NumPy, and 1
+    thread against 2 bit for bit."""
+    rng = np.random.default_rng(21)
+    cases = [((3, 2**17), -1, None), ((4100, 64), -1, None), ((64, 30), 0, None), ((5, 300), -1, 512),
+             ((700, 9), 0, 650), ((6, 1000), -1, 999), ((2, 3, 2**17), 1, None)]
+    for shape, axis, n in cases:
+        for dtype in (np.float64, np.float32):
+            x = rng.standard_normal(shape).astype(dtype)
+            want = np.fft.rfft(x.astype(np.float64), n, axis)
+            got = ours.rfft(x, n, axis)
+            assert got.dtype == complex_dtype_of(dtype)
+            assert_transform_close(got, want, want.shape[axis], dtype == np.float32)
+    # And back: many short rows (in blocks, scaled there, with a remainder), columns, cut spectra.
+    for shape, axis, n in [((4100, 33), -1, 64), ((4100, 33), -1, 65), ((40, 12), 0, 80), ((9, 700), -1, 1000)]:
+        for dtype in (np.complex128, np.complex64):
+            x = (rng.standard_normal(shape) + 1j * rng.standard_normal(shape)).astype(dtype)
+            want = np.fft.irfft(x.astype(np.complex128), n, axis)
+            got = ours.irfft(x, n, axis)
+            assert got.dtype == np.finfo(dtype).dtype
+            assert_transform_close(got, want, n, dtype == np.complex64)
+    big = rng.standard_normal((4, 2**18))
+    short = rng.standard_normal((5000, 33)) + 1j
+    assert_one_thread_matches_several(threads, lambda: [ours.rfft(big), ours.rfftn(big[:, :5000]), ours.rfft(big.T, axis=0),
+                                                        ours.irfft(short, 64), ours.irfftn(short[:300])])
+
+
+def complex_dtype_of(dtype):
+    return np.complex64 if dtype == np.float32 else np.complex128

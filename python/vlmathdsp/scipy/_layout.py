@@ -33,14 +33,15 @@ class HostView:
         return np.asarray(result).reshape(tuple(shape)[::-1], order="F").T
 
 
-def run_along(x, sizes, axes, whole, one):
+def run_along(x, sizes, axes, whole, one, kept=None):
     """The engine along `axes` of x, padded or cut to `sizes`, as a C-ordered array: whole(array,
     host sizes) in one call when the axes are all of x's (and whole is given), else one(array, n,
-    dim) axis by axis, the last axis first as the host's N-d calls go."""
+    dim) axis by axis, the last axis first as the host's N-d calls go. kept(n) is the length a
+    transform of n points leaves (n when not given)."""
     view = HostView(x)
     shape = list(x.shape)
     for n, a in zip(sizes, axes):
-        shape[a] = n
+        shape[a] = kept(n) if kept else n
     r = view.array
     if whole is not None and x.ndim >= 2 and sorted(axes) == list(range(x.ndim)):
         r = whole(r, shape[::-1])

@@ -21,7 +21,7 @@ import operator
 
 import numpy as np
 
-from .. import functions as vm
+from .. import _vlmathdsp, functions as vm
 from . import _cosine
 from ._layout import Unsupported, axis_index, complex_dtype, float_array, run_along, threads
 
@@ -104,12 +104,6 @@ def _c2c(x, sizes, axes, forward):
     return run_along(x, sizes, axes, vm.ifftn, vm.ifft)
 
 
-def _first_half(r, axis, n):
-    index = [slice(None)] * r.ndim
-    index[axis] = slice(0, n // 2 + 1)
-    return r[tuple(index)].copy(order="K")
-
-
 def _symmetric_inverse(x, n, axis):
     """The engine's real inverse of the half spectrum x along axis, to n points, divided by n."""
     return run_along(x, [n], [axis], None, lambda r, m, dim: vm.ifft(r, m, dim, "symmetric"))
@@ -140,7 +134,7 @@ def _real_only(x):
 
 def _rfftn(x, sizes, axes):
     """Unscaled: the half spectrum along the last axis, then the full ones along the others."""
-    half = _first_half(_c2c(x, sizes[-1:], axes[-1:], True), axes[-1], sizes[-1])
+    half = run_along(x, sizes[-1:], axes[-1:], None, _vlmathdsp.half_spectrum, lambda n: n // 2 + 1)
     return _c2c(half, sizes[:-1], axes[:-1], True) if len(axes) > 1 else half
 
 

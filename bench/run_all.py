@@ -4,6 +4,7 @@ import bench_conv2
 import bench_convn
 import bench_dcst
 import bench_scipy_fft
+import bench_scipy_signal
 import bench_fft
 import bench_filter
 import bench_ltitr
@@ -16,5 +17,5 @@ from harness import Report
 if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
-    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm, bench_filter, bench_fft, bench_dcst, bench_scipy_fft):
+    for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm, bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal):
         bench.run(report)

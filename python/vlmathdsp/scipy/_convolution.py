@@ -1,0 +1,151 @@
+"""convolve, correlate and their 2-D and FFT forms with scipy.signal's conventions, on the engine's
+direct convolution or on its transforms, whichever costs less."""
+
+import math
+
+import numpy as np
+
+from .. import functions as vm
+from . import fft as _fft
+from ._layout import HostView, Unsupported
+
+_MODES = ("full", "same", "valid")
+_FLOATS = (np.float32, np.float64, np.complex64, np.complex128)
+
+# The transforms' path is taken where the direct sum's multiply-adds exceed this many times
+# N log2 N of the padded size N (2 cores: 1024 x 1024 against kernels of 9 x 9 to 31 x 31).
+FFT_PER_DIRECT = 6.0
+
+
+def operands(in1, in2, names="in1 and in2"):
+    """in1, in2 in their common floating dtype; other kinds, empty and 0-d inputs are SciPy's."""
+    in1, in2 = np.asarray(in1), np.asarray(in2)
+    if in1.ndim != in2.ndim:
+        raise ValueError(f"{names} should have the same dimensionality: {in1.ndim} and {in2.ndim}")
+    dtype = np.result_type(in1, in2)
+    if dtype.type not in _FLOATS or in1.size == 0 or in2.size == 0 or in1.ndim == 0:
+        raise Unsupported
+    return in1.astype(dtype, copy=False), in2.astype(dtype, copy=False)
+
+
+def mode_of(mode):
+    if mode not in _MODES:
+        raise ValueError(f"Acceptable mode flags are 'valid', 'same', or 'full', not mode={mode}")
+    return mode
+
+
+def swap_needed(mode, s1, s2):
+    """SciPy's valid mode takes the larger input first; one must be as large in every dimension."""
+    if mode != "valid":
+        return False
+    if all(a >= b for a, b in zip(s1, s2)):
+        return False
+    if all(a <= b for a, b in zip(s1, s2)):
+        return True
+    raise ValueError("For 'valid' mode, one must be at least as large as the other in every dimension: "
+                     f"{tuple(s1)} and {tuple(s2)}")
+
+
+def _out_shape(mode, s1, s2):
+    if mode == "full":
+        return [a + b - 1 for a, b in zip(s1, s2)]
+    if mode == "same":
+        return list(s1)
+    return [a - b + 1 for a, b in zip(s1, s2)]
+
+
+def _centered(full, shape):
+    start = [(f - s) // 2 for f, s in zip(full.shape, shape)]
+    return full[tuple(slice(a, a + s) for a, s in zip(start, shape))]
+
+
+def direct(in1, in2, mode, centre_low=True):
+    """The engine's convolution, exact, in1 and in2 of one dtype. The engine centres "same" at
+    k // 2 of the full result; SciPy's convolutions at (k - 1) // 2 (centre_low): a leading zero
+    on each even length of in2 makes them one."""
+    if swap_needed(mode, in1.shape, in2.shape):
+        in1, in2 = in2, in1
+    shape = _out_shape(mode, in1.shape, in2.shape)
+    if mode == "same" and centre_low and any(k % 2 == 0 for k in in2.shape):
+        in2 = np.pad(in2, [(1 - k % 2, 0) for k in in2.shape])
+    a, b = HostView(in1), HostView(in2)
+    run = vm.conv2 if in1.ndim <= 2 else vm.convn
+    return a.back(run(a.array, b.array, mode), shape).astype(in1.dtype, copy=False)
+
+
+def by_transforms(in1, in2, mode):
+    """The product of the spectra, at a length of small prime factors."""
+    if swap_needed(mode, in1.shape, in2.shape):
+        in1, in2 = in2, in1
+    real = not (np.iscomplexobj(in1) or np.iscomplexobj(in2))
+    full = [a + b - 1 for a, b in zip(in1.shape, in2.shape)]
+    import scipy.fft
+    fast = [scipy.fft.next_fast_len(n, real) for n in full]
+    axes = list(range(in1.ndim))
+    if real:
+        r = _fft.irfftn(_fft.rfftn(in1, fast, axes) * _fft.rfftn(in2, fast, axes), fast, axes)
+    else:
+        r = _fft.ifftn(_fft.fftn(in1, fast, axes) * _fft.fftn(in2, fast, axes), fast, axes)
+    r = r[tuple(slice(0, n) for n in full)]
+    return np.ascontiguousarray(_centered(r, _out_shape(mode, in1.shape, in2.shape))).astype(in1.dtype, copy=False)
+
+
+def transforms_pay(in1, in2, mode):
+    """Whether the transforms' path costs less than the direct sum."""
+    big, small = (in2, in1) if swap_needed(mode, in1.shape, in2.shape) else (in1, in2)
+    out = math.prod(_out_shape(mode, big.shape, small.shape))
+    n = math.prod(a + b - 1 for a, b in zip(big.shape, small.shape))
+    return out * small.size > FFT_PER_DIRECT * n * math.log2(max(n, 2))
+
+
+def convolve(in1, in2, mode="full", method="auto"):
+    mode = mode_of(mode)
+    if method not in ("auto", "direct", "fft"):
+        raise ValueError(f"Acceptable method flags are 'auto', 'direct', or 'fft', not method={method}")
+    in1, in2 = operands(in1, in2, "volume and kernel")
+    if method == "fft" or (method == "auto" and transforms_pay(in1, in2, mode)):
+        return by_transforms(in1, in2, mode)
+    return direct(in1, in2, mode)
+
+
+def reverse_conj(x):
+    return x[(slice(None, None, -1),) * x.ndim].conj()
+
+
+def correlate(in1, in2, mode="full", method="auto"):
+    in1, in2 = operands(in1, in2)
+    return convolve(in1, reverse_conj(in2), mode, method)
+
+
+def _two_d(in1, in2, boundary, fillvalue):
+    if boundary not in ("fill", "pad") or fillvalue != 0:
+        raise Unsupported
+    in1, in2 = np.asarray(in1), np.asarray(in2)
+    if in1.ndim != 2 or in2.ndim != 2:
+        raise ValueError(f"convolve2d inputs must both be 2-D arrays, not {in1.ndim}-D and {in2.ndim}-D")
+    return operands(in1, in2)
+
+
+def convolve2d(in1, in2, mode="full", boundary="fill", fillvalue=0):
+    in1, in2 = _two_d(in1, in2, boundary, fillvalue)
+    return direct(in1, in2, mode_of(mode))
+
+
+def correlate2d(in1, in2, mode="full", boundary="fill", fillvalue=0):
+    in1, in2 = _two_d(in1, in2, boundary, fillvalue)
+    mode = mode_of(mode)
+    if swap_needed(mode, in1.shape, in2.shape):
+        return direct(in2, in1[::-1, ::-1].conj(), mode)[::-1, ::-1].copy()
+    return direct(in1, in2[::-1, ::-1].conj(), mode, centre_low=False)
+
+
+def fftconvolve(in1, in2, mode="full", axes=None):
+    if axes is not None and sorted(np.atleast_1d(axes) % max(np.ndim(in1), 1)) != list(range(np.ndim(in1))):
+        raise Unsupported
+    in1, in2 = operands(in1, in2)
+    mode = mode_of(mode)
+    return by_transforms(in1, in2, mode) if transforms_pay(in1, in2, mode) else direct(in1, in2, mode)
+
+
+def oaconvolve(in1, in2, mode="full", axes=None):
+    return fftconvolve(in1, in2, mode, axes)

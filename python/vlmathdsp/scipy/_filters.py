@@ -1,0 +1,113 @@
+"""lfilter, sosfilt and dlsim with scipy.signal's conventions, on the engine's filter and ltitr."""
+
+import numpy as np
+
+from .. import functions as vm
+from ._layout import HostView, Unsupported, axis_index
+
+_FLOATS = (np.float32, np.float64, np.complex64, np.complex128)
+
+
+def _common(*arrays):
+    """The arrays in their common floating dtype; other kinds are SciPy's."""
+    dtype = np.result_type(*arrays)
+    if dtype.type not in _FLOATS:
+        raise Unsupported
+    return [np.asarray(a, dtype=dtype) for a in arrays]
+
+
+def _coefficients(b, a):
+    b, a = np.atleast_1d(b), np.atleast_1d(a)
+    if b.ndim != 1 or a.ndim != 1 or b.size == 0 or a.size == 0 or a[0] == 0:
+        raise Unsupported
+    return b, a
+
+
+def _states_in(zi, x, axis, order):
+    """SciPy's zi (x's shape with `order` along axis) as the engine's: order first, then x's
+    other dimensions in the host's order."""
+    expected = x.shape[:axis] + (order,) + x.shape[axis + 1:]
+    if zi.shape != expected:
+        raise ValueError(f"Unexpected shape for zi: expected {expected}, found {zi.shape}.")
+    return np.ascontiguousarray(np.moveaxis(zi, axis, -1)).T
+
+
+def _states_out(zf, x, axis, order):
+    shape = x.shape[:axis] + x.shape[axis + 1:] + (order,)
+    return np.moveaxis(np.asarray(zf).reshape(shape[::-1], order="F").T, -1, axis)
+
+
+def _run(b, a, x, axis, zi):
+    """y, and zf when zi is given; b, a, x (and zi) of one dtype."""
+    order = max(b.size, a.size) - 1
+    view = HostView(x)
+    dim = view.dim(axis)
+    if zi is None:
+        return view.back(vm.filter(b, a, view.array, np.zeros((0, 0), x.dtype), dim), x.shape).astype(x.dtype, copy=False)
+    y, zf = vm.filter(b, a, view.array, _states_in(zi, x, axis, order), dim, nargout=2)
+    return (view.back(y, x.shape).astype(x.dtype, copy=False),
+            _states_out(zf, x, axis, order).astype(x.dtype, copy=False))
+
+
+def lfilter(b, a, x, axis=-1, zi=None):
+    b, a = _coefficients(b, a)
+    x = np.asarray(x)
+    if x.ndim == 0 or x.size == 0:
+        raise Unsupported
+    axis = axis_index(axis, x.ndim)
+    if zi is None:
+        b, a, x = _common(b, a, x)
+        return _run(b, a, x, axis, None)
+    b, a, x, zi = _common(b, a, x, zi)
+    return _run(b, a, x, axis, zi)
+
+
+def sosfilt(sos, x, axis=-1, zi=None):
+    sos, x = np.atleast_2d(sos), np.asarray(x)
+    if sos.ndim != 2 or sos.shape[1] != 6:
+        raise ValueError("sos array must be shape (n_sections, 6)")
+    if not (sos[:, 3] == 1).all():
+        raise ValueError("sos[:, 3] should be all ones")
+    if x.ndim == 0 or x.size == 0 or sos.shape[0] == 0:
+        raise Unsupported
+    axis = axis_index(axis, x.ndim)
+    sections = sos.shape[0]
+    if zi is None:
+        sos, x = _common(sos, x)
+        for s in range(sections):
+            x = _run(sos[s, :3], sos[s, 3:], x, axis, None)
+        return x
+    sos, x, zi = _common(sos, x, zi)
+    expected = (sections,) + x.shape[:axis] + (2,) + x.shape[axis + 1:]
+    if zi.shape != expected:
+        raise ValueError(f"Invalid zi shape. With axis={axis}, an input with shape {x.shape}, and an sos "
+                         f"array with {sections} sections, zi must have shape {expected}, got {zi.shape}.")
+    zf = np.empty_like(zi)
+    for s in range(sections):
+        x, zf[s] = _run(sos[s, :3], sos[s, 3:], x, axis, zi[s])
+    return x, zf
+
+
+def dlsim(system, u, t=None, x0=None):
+    """Simulation of a discrete system at its own steps: (tout, yout, xout)."""
+    import scipy.signal
+    if isinstance(system, scipy.signal.lti):
+        raise AttributeError("dlsim can only be used with discrete-time dlti systems.")
+    sys = system._as_ss() if isinstance(system, scipy.signal.dlti) else scipy.signal.dlti(*system[:-1], dt=system[-1])._as_ss()
+    u = np.atleast_1d(u)
+    if u.ndim == 1:
+        u = u[:, np.newaxis]
+    steps = u.shape[0]
+    if t is not None or u.ndim != 2 or steps == 0 or sys.B.size == 0:
+        raise Unsupported
+    if u.shape[1] != sys.inputs:
+        raise ValueError("The number of inputs in U is not compatible")
+    A, B, C, D = (np.asarray(m, dtype=np.float64) for m in (sys.A, sys.B, sys.C, sys.D))
+    if np.iscomplexobj(u) or (x0 is not None and np.iscomplexobj(x0)):
+        raise Unsupported
+    x0 = np.zeros(A.shape[0]) if x0 is None else np.asarray(x0, dtype=np.float64).reshape(-1)
+    xout = np.asarray(vm.ltitr(A, B, np.asfortranarray(u, dtype=np.float64), x0))
+    xout = xout.reshape(steps, A.shape[0])
+    yout = xout @ C.T + u @ D.T
+    tout = np.linspace(0.0, (steps - 1) * sys.dt, num=steps)
+    return tout, yout, xout

@@ -15,5 +15,5 @@ add_library(vlhost SHARED
   host/threads.cpp
   host/usm.cpp
   host/worker_pinning.cpp)
-target_include_directories(vlhost PUBLIC ${CMAKE_SOURCE_DIR})
+target_include_directories(vlhost PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>)
 target_link_libraries(vlhost PUBLIC TBB::tbb PRIVATE vl_openblas ${CMAKE_DL_LIBS} Threads::Threads)

@@ -57,6 +57,15 @@ Module& Module::load(const std::string& path) {
     return *slot;
 }
 
+Module& Module::loadDefault() {
+    Dl_info info{};
+    if (!dladdr(reinterpret_cast<void*>(&Module::loadDefault), &info) || !info.dli_fname)
+        throw std::runtime_error("cannot find the directory of libvlhost");
+    const std::string self = info.dli_fname;
+    const size_t slash = self.rfind('/');
+    return load((slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libvlmathdsp.so");
+}
+
 void Module::initialize() const { initialize_(); }
 void Module::terminate() const { terminate_(); }
 const void* Module::tableAddress() const { return query_(); }

@@ -33,6 +33,9 @@ HostError hostError(const std::string& key, const std::string& argument);
 class Module {
 public:
     static Module& load(const std::string& path);
+    // libvlmathdsp.so from the directory libvlhost.so was loaded from: the build's package folder,
+    // or the installed library directory.
+    static Module& loadDefault();
     void initialize() const;
     void terminate() const;
     const void* tableAddress() const;

@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils libgtest-dev libtbb-dev libfftw3-dev libopenblas-dev libboost-dev
-          libboost-thread-dev pybind11-dev python3-dev python3-numpy python3-scipy python3-pytest
+          libboost-thread-dev pkg-config pybind11-dev python3-dev python3-pip python3-venv python3-numpy python3-scipy python3-pytest
           python3-opencv python3-torch ${VLMATHDSP_EXTRA_PACKAGES:-})
 missing=()
 for p in "${packages[@]}"; do

@@ -16,6 +16,10 @@ if [ "$mode" != --sanitize ]; then
   bash scripts/setup.sh
   step "C++ tests"
   (cd build && ctest -j"$(nproc)" --output-on-failure)
+  step "install, and the README's C++ example against the installed package"
+  bash tests/install/check.sh build
+  step "pip install . into a virtual environment, offline, from this build"
+  bash tests/install/pip_check.sh build
   step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
   step "SciPy's own scipy.fft tests, with vlmathdsp.scipy.fft as the global backend"

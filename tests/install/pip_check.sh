@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# pip install . with no package index into a virtual environment that sees Debian's NumPy and
+# SciPy, then the installed package from another directory.
+#   bash tests/install/pip_check.sh [build-dir]   (default: the backend's own fresh build)
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+/usr/bin/python3 -m venv --system-site-packages "$scratch/venv"
+if [ -n "${1:-}" ]; then export VLMATHDSP_BUILD_DIR="$PWD/$1"; fi
+"$scratch/venv/bin/pip" install --no-index --quiet .
+cd /
+"$scratch/venv/bin/python" - "$scratch" <<'PY'
+import sys
+import numpy as np
+import vlmathdsp as vm
+import vlmathdsp.scipy.fft as fft
+import vlmathdsp.scipy.signal as signal
+assert vm.__file__.startswith(sys.argv[1]), vm.__file__
+np.testing.assert_allclose(signal.convolve([1.0, 2.0], [1.0, 1.0]), [1.0, 3.0, 2.0])
+np.testing.assert_allclose(fft.irfft(fft.rfft(np.arange(6.0))), np.arange(6.0), atol=1e-12)
+print(f"pip check: vlmathdsp {vm.__version__} installed and working in {sys.prefix}")
+PY

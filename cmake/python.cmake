@@ -4,8 +4,10 @@ target_link_libraries(_vlmathdsp PRIVATE vlhost vlfl_fft)
 set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP_PACKAGE_DIR})
 add_dependencies(_vlmathdsp vlmathdsp)
 
-file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py)
-file(GLOB VLMATHDSP_SCIPY_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.py)
+file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py
+     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.pyi ${CMAKE_SOURCE_DIR}/python/vlmathdsp/py.typed)
+file(GLOB VLMATHDSP_SCIPY_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.py
+     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.pyi)
 add_custom_target(vlmathdsp_python ALL
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}/scipy
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}

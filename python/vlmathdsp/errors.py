@@ -2,7 +2,26 @@
 
 
 class Error(Exception):
-    """A built-in refused its arguments or failed; `identifier` names the cause."""
+    """A built-in refused its arguments or failed.
+
+    Attributes
+    ----------
+    identifier : str
+        The cause, as "VELTRA:conv2:invalidShape"; str() begins with it in brackets.
+    component, key : str
+        The identifier's two parts.
+    arguments : tuple of str
+        The values the message shows, where it shows any.
+
+    Examples
+    --------
+    >>> import vlmathdsp as vm
+    >>> try:
+    ...     vm.set_num_threads(0)
+    ... except vm.Error as e:
+    ...     print(e.identifier)
+    VELTRA:threadCount
+    """
 
     def __init__(self, message, identifier, component, key, arguments=()):
         super().__init__(message)

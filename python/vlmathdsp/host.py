@@ -30,23 +30,94 @@ MAX_THREADS = _vlmathdsp.max_threads
 
 
 def call(slot, *args, nargout=1, principal=0):
-    """Calls table slot `slot` with the host's arguments. `principal` is the argument whose
-    1-d form makes vector results 1-d (-1 for none)."""
+    """Calls a slot of the library's table with the host's arguments.
+
+    Parameters
+    ----------
+    slot : int
+        The slot (0 conv_forward ... 15 window_norm; 11 is ltitr).
+    *args
+        Arrays, numbers, str, None (an empty double array) or string arrays.
+    nargout : int, optional
+        Results asked for (default 1).
+    principal : int, optional
+        The argument whose 1-d form makes vector results 1-d (-1 for none).
+
+    Returns
+    -------
+    object or tuple
+        One result, or a tuple of nargout.
+
+    Examples
+    --------
+    >>> import numpy as np, vlmathdsp as vm
+    >>> vm.call(11, np.array([[0.5]]), np.array([[1.0]]), np.ones((2, 1)))
+    array([[0.],
+           [1.]])
+    """
     return _vlmathdsp.call_slot(operator.index(slot), tuple(args), operator.index(nargout), int(principal))
 
 
 def call_function(name, *args, nargout=1, principal=0):
-    """Calls a package function by its full dotted name."""
+    """Calls a package function by its full dotted name.
+
+    Parameters
+    ----------
+    name : str
+        As "veltra.internal.math.transform.vldct".
+    *args, nargout, principal
+        As in call.
+
+    Returns
+    -------
+    object or tuple
+
+    Examples
+    --------
+    >>> import vlmathdsp as vm
+    >>> vm.call_function("veltra.internal.language.versionPlugins.fftwVersionInfo", principal=-1)[:6]
+    'fftw-3'
+    """
     if not isinstance(name, str):
         raise TypeError("vlmathdsp: a function name must be a str")
     return _vlmathdsp.call_function(name, tuple(args), operator.index(nargout), int(principal))
 
 
 def set_num_threads(n):
-    """Bounds the parallelism of every later call in the process: 1 to MAX_THREADS, else
-    Error VELTRA:threadCount."""
+    """Bounds the parallelism of every later call in the process.
+
+    Parameters
+    ----------
+    n : int
+        1 to MAX_THREADS, else Error VELTRA:threadCount. Results do not depend on it.
+
+    Returns
+    -------
+    None
+
+    Examples
+    --------
+    >>> import vlmathdsp as vm
+    >>> before = vm.get_num_threads()
+    >>> vm.set_num_threads(1); vm.get_num_threads()
+    1
+    >>> vm.set_num_threads(before)
+    """
     _vlmathdsp.set_num_threads(operator.index(n))
 
 
 def get_num_threads():
+    """The thread count of this Python thread's calls.
+
+    Returns
+    -------
+    int
+        The count set for this thread's calls (SciPy faces' workers), else the process's.
+
+    Examples
+    --------
+    >>> import vlmathdsp as vm
+    >>> 1 <= vm.get_num_threads() <= vm.MAX_THREADS
+    True
+    """
     return _vlmathdsp.get_num_threads()

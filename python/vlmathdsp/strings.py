@@ -17,8 +17,26 @@ class StringArray:
 
 
 def string_array(values, shape=None):
-    """A string array. `values` is a str, a sequence or a nested sequence of str or None;
-    a flat sequence makes a row unless `shape` says otherwise."""
+    """A string array of the host, for options that take one.
+
+    Parameters
+    ----------
+    values : str, None, or a (nested) sequence of str or None
+        None is a missing string.
+    shape : tuple of int, optional
+        Default: a row for a flat sequence, else the nesting's shape.
+
+    Returns
+    -------
+    StringArray
+        Values in column-major order with a shape.
+
+    Examples
+    --------
+    >>> import vlmathdsp as vm
+    >>> vm.string_array(["full", None])
+    string_array(['full', None], shape=(1, 2))
+    """
     if isinstance(values, str) or values is None:
         values = [values]
     arr = np.empty(np.shape(values), dtype=object)

@@ -23,6 +23,7 @@ import numpy as np
 
 from .. import _vlmathdsp, functions as vm
 from . import _cosine
+from ._docs import docstring
 from ._layout import Unsupported, axis_index, complex_dtype, float_array, run_along, threads
 
 __ua_domain__ = "numpy.scipy.fft"
@@ -248,7 +249,39 @@ def __ua_function__(method, args, kwargs):
         return NotImplemented
 
 
-def _face(name, signature, summary):
+_X = ["x : array_like", "    Input; integers and float16 are taken as float64 and float32, as SciPy does."]
+_COMMON = ["norm : {None, 'backward', 'ortho', 'forward'}, optional", "    Scaling (default 'backward').",
+           "overwrite_x : bool, optional", "    Accepted; the input is never written.",
+           "workers : int, optional",
+           "    Threads for this call, in the calling Python thread only (negative: from the core count).",
+           "    Default: the library's setting (every core)."]
+_PLAN = ["plan : None", "    Any other value is handed to SciPy."]
+_AXIS = ["n : int, optional", "    Points along the axis: padded with zeros or cut (default the axis' length).",
+         "axis : int, optional", "    The axis (default -1)."]
+_AXES = ["s : sequence of int, optional", "    Points along each axis of axes.",
+         "axes : sequence of int, optional", "    The axes (default: all, or the last len(s))."]
+_PAIR_AXES = ["s : sequence of int, optional", "    Points along each of the two axes.",
+              "axes : sequence of int, optional", "    The two axes (default (-2, -1))."]
+_TYPE = ["type : {1, 2, 3, 4}, optional", "    The transform's type (default 2)."]
+_ORTH = ["orthogonalize : bool, optional", "    SciPy's orthogonalized definition (default: with norm='ortho')."]
+
+_PARAMETERS = {
+    "one": _X + _AXIS + _COMMON + _PLAN,
+    "many": _X + _AXES + _COMMON + _PLAN,
+    "pair": _X + _PAIR_AXES + _COMMON + _PLAN,
+    "r1": _X + _TYPE + _AXIS + _COMMON + _ORTH,
+    "rn": _X + _TYPE + _AXES + _COMMON + _ORTH,
+}
+_SIGNATURES = {
+    "one": "(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None)",
+    "many": "(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None)",
+    "pair": "(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None)",
+    "r1": "(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None)",
+    "rn": "(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None)",
+}
+
+
+def _face(name, kind, summary, returns, example, output):
     implementation = _IMPLEMENTATIONS[name]
 
     def transform(*args, **kwargs):
@@ -260,44 +293,61 @@ def _face(name, signature, summary):
                 return getattr(scipy.fft, name)(*args, **kwargs)
 
     transform.__name__ = transform.__qualname__ = name
-    transform.__doc__ = f"""{name}{signature}
-
-    {summary}
-
-    As ``scipy.fft.{name}``, computed by this library; see the module's docstring for where it
-    differs (``workers``). Parameters, results and errors are SciPy's.
-    """
+    transform.__doc__ = docstring(name, "scipy.fft", _SIGNATURES[kind], summary, _PARAMETERS[kind],
+                                  ["out : ndarray", f"    {returns}"], example, output)
     return transform
 
 
-_ONE = "(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None)"
-_MANY = "(x, s=None, axes=None, norm=None, overwrite_x=False, workers=None, *, plan=None)"
-_PAIR = "(x, s=None, axes=(-2, -1), norm=None, overwrite_x=False, workers=None, *, plan=None)"
+_COMPLEX = "Complex: complex64 for float32 and complex64 input, else complex128."
+_REAL = "Real: float32 for complex64 input, else float64."
+_SAME = "Of the input's floating dtype (float32 stays float32)."
 
-fft = _face("fft", _ONE, "The discrete Fourier transform along one axis.")
-ifft = _face("ifft", _ONE, "The inverse discrete Fourier transform along one axis.")
-fftn = _face("fftn", _MANY, "The N-dimensional discrete Fourier transform.")
-ifftn = _face("ifftn", _MANY, "The N-dimensional inverse discrete Fourier transform.")
-fft2 = _face("fft2", _PAIR, "The two-dimensional discrete Fourier transform.")
-ifft2 = _face("ifft2", _PAIR, "The two-dimensional inverse discrete Fourier transform.")
-rfft = _face("rfft", _ONE, "The Fourier transform of real input: the n // 2 + 1 non-negative frequencies.")
-irfft = _face("irfft", _ONE, "The inverse of rfft: n real points (default 2 (m - 1)).")
-rfftn = _face("rfftn", _MANY, "The N-dimensional Fourier transform of real input, halved along the last axis.")
-irfftn = _face("irfftn", _MANY, "The inverse of rfftn.")
-rfft2 = _face("rfft2", _PAIR, "The two-dimensional Fourier transform of real input.")
-irfft2 = _face("irfft2", _PAIR, "The inverse of rfft2.")
-hfft = _face("hfft", _ONE, "The Fourier transform of a Hermitian-symmetric signal given by its first half.")
-ihfft = _face("ihfft", _ONE, "The inverse of hfft: the first half of the spectrum of a real signal.")
+fft = _face("fft", "one", "The discrete Fourier transform along one axis.", _COMPLEX,
+            "fft.fft(np.array([1.0, 2.0, 3.0, 4.0]))", "array([10.+0.j, -2.+2.j, -2.+0.j, -2.-2.j])")
+ifft = _face("ifft", "one", "The inverse discrete Fourier transform along one axis.", _COMPLEX,
+             "fft.ifft(np.array([10, -2 + 2j, -2, -2 - 2j]))", "array([1.+0.j, 2.+0.j, 3.+0.j, 4.+0.j])")
+fftn = _face("fftn", "many", "The N-dimensional discrete Fourier transform.", _COMPLEX,
+             "fft.fftn(np.ones((2, 2, 2)))[0]", "array([[8.+0.j, 0.+0.j],\n       [0.+0.j, 0.+0.j]])")
+ifftn = _face("ifftn", "many", "The N-dimensional inverse discrete Fourier transform.", _COMPLEX,
+              "fft.ifftn(np.array([[4.0, 0.0], [0.0, 0.0]]))", "array([[1.+0.j, 1.+0.j],\n       [1.+0.j, 1.+0.j]])")
+fft2 = _face("fft2", "pair", "The two-dimensional discrete Fourier transform.", _COMPLEX,
+             "fft.fft2(np.array([[1.0, 2.0], [3.0, 4.0]]))", "array([[10.+0.j, -2.+0.j],\n       [-4.+0.j,  0.+0.j]])")
+ifft2 = _face("ifft2", "pair", "The two-dimensional inverse discrete Fourier transform.", _COMPLEX,
+              "fft.ifft2(np.array([[10.0, -2.0], [-4.0, 0.0]]))", "array([[1.+0.j, 2.+0.j],\n       [3.+0.j, 4.+0.j]])")
+rfft = _face("rfft", "one", "The Fourier transform of real input: the n // 2 + 1 non-negative frequencies.",
+             _COMPLEX, "fft.rfft(np.array([1.0, 2.0, 3.0, 4.0]))", "array([10.+0.j, -2.+2.j, -2.+0.j])")
+irfft = _face("irfft", "one", "The inverse of rfft: n real points (default 2 (m - 1)).", _REAL,
+              "fft.irfft(np.array([10, -2 + 2j, -2]))", "array([1., 2., 3., 4.])")
+rfftn = _face("rfftn", "many", "The N-dimensional Fourier transform of real input, halved along the last axis.",
+              _COMPLEX, "fft.rfftn(np.ones((2, 2, 2)))[0]", "array([[8.+0.j, 0.+0.j],\n       [0.+0.j, 0.+0.j]])")
+irfftn = _face("irfftn", "many", "The inverse of rfftn.", _REAL,
+               "fft.irfftn(np.array([[4.0, 0.0], [0.0, 0.0]]), s=(2, 2))", "array([[1., 1.],\n       [1., 1.]])")
+rfft2 = _face("rfft2", "pair", "The two-dimensional Fourier transform of real input.", _COMPLEX,
+              "fft.rfft2(np.array([[1.0, 2.0], [3.0, 4.0]]))", "array([[10.+0.j, -2.+0.j],\n       [-4.+0.j,  0.+0.j]])")
+irfft2 = _face("irfft2", "pair", "The inverse of rfft2.", _REAL,
+               "fft.irfft2(np.array([[10.0, -2.0], [-4.0, 0.0]]), s=(2, 2))", "array([[1., 2.],\n       [3., 4.]])")
+hfft = _face("hfft", "one", "The Fourier transform of a Hermitian-symmetric signal given by its first half.", _REAL,
+             "fft.hfft(np.array([1.0, 2.0, 3.0]))", "array([ 8., -2.,  0., -2.])")
+ihfft = _face("ihfft", "one", "The inverse of hfft: the first half of the spectrum of a real signal.", _COMPLEX,
+              "np.allclose(fft.hfft(fft.ihfft(np.array([1.0, 2.0, 3.0, 4.0]))), [1.0, 2.0, 3.0, 4.0])", "True")
 
-_R1 = "(x, type=2, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, orthogonalize=None)"
-_RN = "(x, type=2, s=None, axes=None, norm=None, overwrite_x=False, workers=None, orthogonalize=None)"
-dct = _face("dct", _R1, "The discrete cosine transform of type 1 to 4 along one axis.")
-idct = _face("idct", _R1, "The inverse discrete cosine transform of type 1 to 4 along one axis.")
-dst = _face("dst", _R1, "The discrete sine transform of type 1 to 4 along one axis.")
-idst = _face("idst", _R1, "The inverse discrete sine transform of type 1 to 4 along one axis.")
-dctn = _face("dctn", _RN, "The N-dimensional discrete cosine transform.")
-idctn = _face("idctn", _RN, "The N-dimensional inverse discrete cosine transform.")
-dstn = _face("dstn", _RN, "The N-dimensional discrete sine transform.")
-idstn = _face("idstn", _RN, "The N-dimensional inverse discrete sine transform.")
+dct = _face("dct", "r1", "The discrete cosine transform of type 1 to 4 along one axis.", _SAME,
+            "fft.dct(np.array([1.0, 2.0, 3.0, 4.0]))", "array([20.        , -6.30864406,  0.        , -0.44834153])")
+idct = _face("idct", "r1", "The inverse discrete cosine transform of type 1 to 4 along one axis.", _SAME,
+             "fft.idct(np.array([20.0, -6.30864406, 0.0, -0.44834153]))", "array([1., 2., 3., 4.])")
+dst = _face("dst", "r1", "The discrete sine transform of type 1 to 4 along one axis.", _SAME,
+            "fft.dst(np.array([1.0, 2.0, 3.0, 4.0]), type=1)",
+            "array([15.38841769, -6.8819096 ,  3.63271264, -1.62459848])")
+idst = _face("idst", "r1", "The inverse discrete sine transform of type 1 to 4 along one axis.", _SAME,
+             "fft.idst(np.array([1.0, 0.0, 0.0]), type=1)", "array([0.1767767, 0.25     , 0.1767767])")
+dctn = _face("dctn", "rn", "The N-dimensional discrete cosine transform.", _SAME,
+             "fft.dctn(np.ones((2, 2)), norm='ortho').round(12)", "array([[2., 0.],\n       [0., 0.]])")
+idctn = _face("idctn", "rn", "The N-dimensional inverse discrete cosine transform.", _SAME,
+              "fft.idctn(np.array([[2.0, 0.0], [0.0, 0.0]]), norm='ortho')", "array([[1., 1.],\n       [1., 1.]])")
+dstn = _face("dstn", "rn", "The N-dimensional discrete sine transform.", _SAME,
+             "fft.dstn(np.ones((2, 2)), type=4, norm='ortho')",
+             "array([[1.70710678, 0.70710678],\n       [0.70710678, 0.29289322]])")
+idstn = _face("idstn", "rn", "The N-dimensional inverse discrete sine transform.", _SAME,
+              "np.allclose(fft.idstn(fft.dstn(np.eye(3), type=3), type=3), np.eye(3))", "True")
 
 __all__ = list(_IMPLEMENTATIONS)

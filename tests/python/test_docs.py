@@ -1,0 +1,88 @@
+"""The public functions' docstrings (numpydoc sections, examples that run) and the type stubs
+(every public name, with the parameters the functions take: SciPy's own for the faces)."""
+
+import ast
+import doctest
+import inspect
+import os
+
+import pytest
+import scipy.fft
+import scipy.signal
+
+import vlmathdsp
+import vlmathdsp.scipy.fft as fft_face
+import vlmathdsp.scipy.signal as signal_face
+
+MODULES = [vlmathdsp.functions, vlmathdsp.host, vlmathdsp.strings, vlmathdsp.errors, fft_face, signal_face]
+PUBLIC = [(vlmathdsp, vlmathdsp.__all__), (fft_face, fft_face.__all__), (signal_face, signal_face.__all__)]
+
+
+def public_functions():
+    for module, names in PUBLIC:
+        for name in names:
+            value = getattr(module, name)
+            if inspect.isfunction(value):
+                yield module, name, value
+
+
+def test_every_public_function_has_numpydoc_sections_and_a_running_example():
+    failed, examples = 0, {}
+    finder = doctest.DocTestFinder()
+    runner = doctest.DocTestRunner(optionflags=doctest.NORMALIZE_WHITESPACE)
+    for module in MODULES:
+        for test in finder.find(module):
+            examples[test.name.rsplit(".", 1)[-1]] = len(test.examples)
+            failed += runner.run(test).failed
+    assert failed == 0
+    for module, name, function in public_functions():
+        doc = inspect.getdoc(function) or ""
+        sections = ["Returns\n-------", "Examples\n--------"]
+        if inspect.signature(function).parameters:
+            sections.append("Parameters\n----------")
+        for section in sections:
+            assert section in doc, (module.__name__, name, section)
+        assert examples.get(name, 0) > 0, (module.__name__, name)
+    assert examples.get("Error", 0) > 0
+
+
+def stub_functions(module):
+    """Name -> parameter names of the functions in the module's .pyi."""
+    path = os.path.splitext(module.__file__)[0] + ".pyi"
+    tree = ast.parse(open(path, encoding="utf-8").read())
+    found = {}
+    for node in tree.body:
+        if isinstance(node, ast.FunctionDef):
+            a = node.args
+            found[node.name] = [p.arg for p in a.posonlyargs + a.args + a.kwonlyargs] + \
+                               ([f"*{a.vararg.arg}"] if a.vararg else [])
+        elif isinstance(node, ast.ClassDef):
+            found[node.name] = None
+        elif isinstance(node, ast.AnnAssign):
+            found[node.target.id] = None
+    return found
+
+
+def parameter_names(function):
+    names = []
+    for p in inspect.signature(function).parameters.values():
+        if p.kind == p.VAR_POSITIONAL:
+            names.append(f"*{p.name}")
+        elif p.kind != p.VAR_KEYWORD:
+            names.append(p.name)
+    # keyword-only names after the variadic, as the stub lists them
+    star = [n for n in names if n.startswith("*")]
+    return [n for n in names if not n.startswith("*")] + star
+
+
+@pytest.mark.parametrize("module, names, peer", [
+    (vlmathdsp, vlmathdsp.__all__, None), (fft_face, fft_face.__all__, scipy.fft),
+    (signal_face, signal_face.__all__, scipy.signal)])
+def test_stubs_name_every_public_function_with_its_parameters(module, names, peer):
+    stubs = stub_functions(module)
+    for name in names:
+        assert name in stubs, (module.__name__, name)
+        if stubs[name] is None:
+            continue
+        want = parameter_names(getattr(peer or module, name))
+        assert stubs[name] == want, (module.__name__, name, stubs[name], want)

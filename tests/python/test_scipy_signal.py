@@ -55,9 +55,11 @@ def test_two_d_convolution_matches_scipy(name):
 @pytest.mark.parametrize("name", ["fftconvolve", "oaconvolve"])
 def test_fft_convolutions_match_scipy_on_both_paths(name):
     """Small kernels take the direct sum, large ones the transforms; both must agree with SciPy."""
-    for s1, s2 in [((200, 300), (5, 4)), ((120, 90), (64, 61)), ((5000,), (900,)), ((40, 30, 8), (9, 10, 3))]:
+    cases = [((200, 300), (5, 4)), ((120, 90), (64, 61)), ((5000,), (900,)), ((40, 30, 8), (9, 10, 3)),
+             ((20000,), (301,)), ((300,), (20001,))]  # the last two in blocks, the longer first or second
+    for (s1, s2), dtype in itertools.product(cases, [np.float64, np.complex128]):
         for mode in MODES:
-            a, b = data(s1, np.float64, 5), data(s2, np.float64, 6)
+            a, b = data(s1, dtype, 5), data(s2, dtype, 6)
             want = getattr(scipy.signal, name)(a, b, mode)
             close(getattr(ours, name)(a, b, mode), want, b.size)
 

@@ -41,10 +41,15 @@ def _run(b, a, x, axis, zi):
     """y, and zf when zi is given; b, a, x (and zi) of one dtype."""
     order = max(b.size, a.size) - 1
     view = HostView(x)
+    # The engine moves a dimension it is given to the front, a copy each way; the first one it
+    # finds by itself when that is the one.
     dim = view.dim(axis)
+    given = () if dim == 1 and view.array.shape[0] != 1 else (dim,)
     if zi is None:
-        return view.back(vm.filter(b, a, view.array, np.zeros((0, 0), x.dtype), dim), x.shape).astype(x.dtype, copy=False)
-    y, zf = vm.filter(b, a, view.array, _states_in(zi, x, axis, order), dim, nargout=2)
+        if given:
+            given = (np.zeros((0, 0), x.dtype),) + given
+        return view.back(vm.filter(b, a, view.array, *given), x.shape).astype(x.dtype, copy=False)
+    y, zf = vm.filter(b, a, view.array, _states_in(zi, x, axis, order), *given, nargout=2)
     return (view.back(y, x.shape).astype(x.dtype, copy=False),
             _states_out(zf, x, axis, order).astype(x.dtype, copy=False))
 

@@ -6,5 +6,9 @@ find_library(FFTW3F_THREADS_LIBRARY NAMES fftw3f_threads REQUIRED)
 
 add_library(vlfl_fft SHARED fftlib/dcst.cpp fftlib/dct_by_fft.cpp fftlib/fft_c2c.cpp fftlib/fft_c2r.cpp fftlib/fft_r2c.cpp fftlib/fftw_api.cpp)
 target_include_directories(vlfl_fft PUBLIC ${CMAKE_SOURCE_DIR})
+# GCC 12's straight-line vectorizer turns the pairs a c + b d, a d - b c of the cosine
+# transform's twiddles into fused multiply-adds where the target has them, -ffp-contract=off
+# notwithstanding; without it they keep their two roundings on every instruction set.
+set_source_files_properties(fftlib/dct_by_fft.cpp PROPERTIES COMPILE_OPTIONS -fno-tree-slp-vectorize)
 target_link_libraries(vlfl_fft PUBLIC TBB::tbb
   PRIVATE ${FFTW3_THREADS_LIBRARY} ${FFTW3F_THREADS_LIBRARY} ${FFTW3_LIBRARY} ${FFTW3F_LIBRARY} Threads::Threads)

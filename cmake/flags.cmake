@@ -7,7 +7,11 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 add_compile_options(-ffp-contract=off -fno-fast-math -Wall -Wextra -Wno-unused-parameter)
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
 
-option(VLMATHDSP_NATIVE "Tune for the building machine's instruction set" ON)
+# Portable by default: baseline x86-64, with copies of the library for AVX2 and AVX-512 that the
+# host picks from at run time (see library.cmake). VLMATHDSP_NATIVE builds one library for this
+# machine's instruction set instead.
+option(VLMATHDSP_NATIVE "Build for the building machine's instruction set only" OFF)
+option(VLMATHDSP_ISA_VARIANTS "Also build the library for x86-64-v3 and x86-64-v4" ON)
 if(VLMATHDSP_NATIVE)
   add_compile_options(-march=native)
 endif()

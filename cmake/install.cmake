@@ -6,11 +6,11 @@ include(CMakePackageConfigHelpers)
 
 set(VLMATHDSP_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/vlmathdsp)
 set(VLMATHDSP_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/vlmathdsp)
-set_target_properties(vlhost vlfl_fft vlmathdsp PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(vlhost vlfl_fft vlmathdsp ${VLMATHDSP_VARIANTS} PROPERTIES INSTALL_RPATH "$ORIGIN")
 
 install(TARGETS vlhost EXPORT vlmathdspTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${VLMATHDSP_INCLUDE_DIR})
-install(TARGETS vlfl_fft vlmathdsp LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS vlfl_fft vlmathdsp ${VLMATHDSP_VARIANTS} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(FILES host/embed.hpp DESTINATION ${VLMATHDSP_INCLUDE_DIR}/host)
 install(FILES module/host_interface.hpp DESTINATION ${VLMATHDSP_INCLUDE_DIR}/module)
 

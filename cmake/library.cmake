@@ -1,6 +1,8 @@
 # The library: its code as a static archive (linked by the unit tests too), and the shared
-# library that exports exactly six symbols.
-add_library(vlmathdsp_core STATIC
+# library that exports exactly six symbols. Portable builds add copies of both for newer
+# instruction sets, libvlmathdsp-x86-64-v3.so (AVX2) and -v4.so (AVX-512), from the same sources;
+# the host loads the best one the processor runs (vlhost::bestModuleVariant).
+set(VLMATHDSP_SOURCES
   conv/conv2.cpp
   conv/conv2_paths.cpp
   conv/convn_driver.cpp
@@ -37,13 +39,33 @@ add_library(vlmathdsp_core STATIC
   network/window_norm.cpp
   network/folded_gradient.cpp
   statespace/ltitr.cpp)
-target_include_directories(vlmathdsp_core PUBLIC ${CMAKE_SOURCE_DIR})
-target_compile_options(vlmathdsp_core PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)
-target_link_libraries(vlmathdsp_core PUBLIC vlhost vlfl_fft ${FFTW3_LIBRARY} ${FFTW3F_LIBRARY} Boost::headers Boost::thread vl_openblas TBB::tbb)
-
-add_library(vlmathdsp SHARED module/exports.cpp)
-target_compile_definitions(vlmathdsp PRIVATE VLMATHDSP_VERSION="${PROJECT_VERSION}")
-target_link_libraries(vlmathdsp PRIVATE vlmathdsp_core)
 set(VLMATHDSP_EXPORT_MAP ${CMAKE_SOURCE_DIR}/module/exports.map)
-target_link_options(vlmathdsp PRIVATE -Wl,--version-script=${VLMATHDSP_EXPORT_MAP} -Wl,--no-undefined)
-set_target_properties(vlmathdsp PROPERTIES LINK_DEPENDS ${VLMATHDSP_EXPORT_MAP})
+
+# vlmathdsp_library(<suffix> <-march value or empty>): vlmathdsp_core<suffix> and vlmathdsp<suffix>.
+function(vlmathdsp_library suffix march)
+  add_library(vlmathdsp_core${suffix} STATIC ${VLMATHDSP_SOURCES})
+  target_include_directories(vlmathdsp_core${suffix} PUBLIC ${CMAKE_SOURCE_DIR})
+  target_compile_options(vlmathdsp_core${suffix} PUBLIC -fvisibility=hidden -fvisibility-inlines-hidden)
+  target_link_libraries(vlmathdsp_core${suffix} PUBLIC vlhost vlfl_fft ${FFTW3_LIBRARY} ${FFTW3F_LIBRARY}
+                        Boost::headers Boost::thread vl_openblas TBB::tbb)
+  add_library(vlmathdsp${suffix} SHARED module/exports.cpp)
+  target_compile_definitions(vlmathdsp${suffix} PRIVATE VLMATHDSP_VERSION="${PROJECT_VERSION}")
+  target_link_libraries(vlmathdsp${suffix} PRIVATE vlmathdsp_core${suffix})
+  target_link_options(vlmathdsp${suffix} PRIVATE -Wl,--version-script=${VLMATHDSP_EXPORT_MAP} -Wl,--no-undefined)
+  set_target_properties(vlmathdsp${suffix} PROPERTIES LINK_DEPENDS ${VLMATHDSP_EXPORT_MAP})
+  if(march)
+    target_compile_options(vlmathdsp_core${suffix} PUBLIC -march=${march})
+    string(REPLACE "_" "-" level ${suffix})
+    set_target_properties(vlmathdsp${suffix} PROPERTIES OUTPUT_NAME vlmathdsp${level})
+  endif()
+endfunction()
+
+vlmathdsp_library("" "")
+set(VLMATHDSP_VARIANTS "")
+if(VLMATHDSP_ISA_VARIANTS AND NOT VLMATHDSP_NATIVE)
+  foreach(level x86-64-v3 x86-64-v4)
+    string(REPLACE "-" "_" suffix "-${level}")
+    vlmathdsp_library(${suffix} ${level})
+    list(APPEND VLMATHDSP_VARIANTS vlmathdsp${suffix})
+  endforeach()
+endif()

@@ -2,7 +2,7 @@
 pybind11_add_module(_vlmathdsp MODULE python/binding.cpp python/convert.cpp python/half_spectrum.cpp)
 target_link_libraries(_vlmathdsp PRIVATE vlhost vlfl_fft)
 set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP_PACKAGE_DIR})
-add_dependencies(_vlmathdsp vlmathdsp)
+add_dependencies(_vlmathdsp vlmathdsp ${VLMATHDSP_VARIANTS})
 
 file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py
      ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.pyi ${CMAKE_SOURCE_DIR}/python/vlmathdsp/py.typed)

@@ -26,6 +26,7 @@ const std::map<std::string, std::string>& catalogue() {
         {"VELTRA:internal", "Internal error: {0}"},
         {"VELTRA:sizeLimit", "The requested array exceeds the maximum array size: {0}."},
         {"VELTRA:dimensionLimit", "The requested array has more dimensions than this host holds: {0}."},
+        {"VELTRA:isaUnavailable", "No copy of the library for the instruction set {0} is here, or this processor does not run it."},
         {"VELTRA:threadCount", "The number of computational threads must be a whole number from 1 to {0}."},
         {"VELTRA:outputCount", "The number of outputs must be a whole number from 0 to {0}."},
         {"VELTRA:noSuchSlot", "The library has no built-in in slot {0}."},

@@ -2,8 +2,10 @@
 #include "host/embed.hpp"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -63,7 +65,39 @@ Module& Module::loadDefault() {
         throw std::runtime_error("cannot find the directory of libvlhost");
     const std::string self = info.dli_fname;
     const size_t slash = self.rfind('/');
-    return load((slash == std::string::npos ? std::string(".") : self.substr(0, slash)) + "/libvlmathdsp.so");
+    return load(bestModuleVariant((slash == std::string::npos ? std::string(".") : self.substr(0, slash)) +
+                                  "/libvlmathdsp.so"));
+}
+
+std::string bestModuleVariant(const std::string& path) {
+    const std::string suffix = ".so";
+    if (path.size() < suffix.size() || path.compare(path.size() - suffix.size(), suffix.size(), suffix) != 0)
+        return path;
+    const std::string stem = path.substr(0, path.size() - suffix.size());
+    __builtin_cpu_init();
+    struct Level {
+        const char* name;
+        bool runs;
+    };
+    const Level levels[] = {{"x86-64-v4", __builtin_cpu_supports("x86-64-v4") != 0},
+                            {"x86-64-v3", __builtin_cpu_supports("x86-64-v3") != 0}};
+    const auto exists = [](const std::string& p) { return access(p.c_str(), R_OK) == 0; };
+    const char* asked = std::getenv("VLMATHDSP_ISA");
+    if (asked && *asked) {
+        if (std::string(asked) == "baseline") return path;
+        for (const Level& level : levels)
+            if (asked == std::string(level.name)) {
+                const std::string variant = stem + "-" + level.name + suffix;
+                if (!level.runs || !exists(variant)) throw hostError("isaUnavailable", asked);
+                return variant;
+            }
+        throw hostError("isaUnavailable", asked);
+    }
+    for (const Level& level : levels) {
+        const std::string variant = stem + "-" + level.name + suffix;
+        if (level.runs && exists(variant)) return variant;
+    }
+    return path;
 }
 
 void Module::initialize() const { initialize_(); }

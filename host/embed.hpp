@@ -33,8 +33,8 @@ HostError hostError(const std::string& key, const std::string& argument);
 class Module {
 public:
     static Module& load(const std::string& path);
-    // libvlmathdsp.so from the directory libvlhost.so was loaded from: the build's package folder,
-    // or the installed library directory.
+    // The best variant (bestModuleVariant) of libvlmathdsp.so in the directory libvlhost.so was
+    // loaded from: the build's package folder, or the installed library directory.
     static Module& loadDefault();
     void initialize() const;
     void terminate() const;
@@ -53,6 +53,12 @@ private:
     void (*terminate_)();
     const void* (*query_)();
 };
+
+// The copy of the library at `path` (".../libvlmathdsp.so") built for the newest instruction set
+// this processor runs, where there is one beside it: libvlmathdsp-x86-64-v4.so (AVX-512), then
+// -x86-64-v3.so (AVX2), else `path`. VLMATHDSP_ISA=baseline, x86-64-v3 or x86-64-v4 asks for one;
+// a copy that is missing or that the processor cannot run is then VELTRA:isaUnavailable.
+std::string bestModuleVariant(const std::string& path);
 
 struct CallResult {
     std::vector<vxArray*> outputs;  // max(nlhs, 1) entries, null where the built-in set none

@@ -13,6 +13,7 @@ namespace {
 // Kept for the life of the process: never released after the interpreter is gone.
 py::handle gErrorClass, gWarningClass;
 const vlhost::Module* gModule = nullptr;
+std::string gModulePath;  // the copy of the library loaded, for the instruction set
 
 // Arguments converted for one call; destroyed with the GIL held.
 struct Arguments {
@@ -106,7 +107,8 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         gErrorClass = errorClass.release();
         gWarningClass = warningClass.release();
         vlhost::setMaxDimensions(maxDims);
-        gModule = &vlhost::Module::load(path);
+        gModulePath = vlhost::bestModuleVariant(path);
+        gModule = &vlhost::Module::load(gModulePath);
     });
     m.def("call_slot", [](py::int_ slot, py::tuple args, py::int_ nargout, int principal) {
         int overflow = 0;
@@ -116,6 +118,7 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
         return run(gModule->slot(size_t(index)), args, outputs, principal);
     });
+    m.def("module_path", []() { return gModulePath; });
     m.def("half_spectrum", [](py::object x, py::object n, py::object dim) {
         return run(&halfSpectrum, py::make_tuple(x, n, dim), 1, 0);
     });

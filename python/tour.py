@@ -1,5 +1,6 @@
 """A tour of vlmathdsp on realistic workloads: for each, what it computed, our time, the
-peer's time, and how closely the two agree."""
+peer's time, and how closely the two agree; pictures of the results go to build/tour (or
+VLMATHDSP_TOUR_PICTURES) as PNG files."""
 
 import os
 import sys
@@ -12,8 +13,20 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(ROOT, "bench"))
 
 from harness import Report, median_times  # noqa: E402
+from tour_pictures import save_images, save_plot  # noqa: E402
 
 import vlmathdsp as vm  # noqa: E402
+
+PICTURES = os.environ.get("VLMATHDSP_TOUR_PICTURES", os.path.join(ROOT, "build", "tour"))
+
+
+def step(text):
+    """What comes next, said before it runs."""
+    print(f"-> {text}", flush=True)
+
+
+def picture(name):
+    return os.path.join(PICTURES, name)
 
 
 def mass_spring_chain(masses=32, dt=1e-3):
@@ -107,6 +120,8 @@ def image_workload(report):
     ref = cv2.filter2D(np.ascontiguousarray(blurred), -1, flip(sobel), borderType=cv2.BORDER_CONSTANT)
     print(f"  Sobel edges: {100 * edges.mean():.2f} % of the pixels lie on an edge")
     report.add("edge detection, Sobel 3x3", t[0], "cv2.filter2D", t[1], note=f"max diff {np.max(np.abs(gx - ref)):.1e}")
+    save_images(picture("scene_blur_edges.png"), [img, blurred, edges],
+                ["the scene, with noise", "15x15 Gaussian blur", "Sobel edges of the blur"])
 
 
 def volume_workload(report):
@@ -166,6 +181,8 @@ def network_workload(report):
         ref = torch.nn.functional.conv2d(tx, tw, padding=1).numpy()
     y = vm.conv_forward(ours_x, ours_w, pad)
     active = np.maximum(y, 0)
+    save_images(picture("feature_maps.png"), [x[0].mean(axis=0)] + [active[:, :, f, 0] for f in range(4)],
+                ["an input image (channel mean)"] + [f"rectified map of filter {f}" for f in range(4)], size=256)
     print(f"  a layer of 32 filters on 16 images: {100 * (active > 0).mean():.1f} % of the rectified "
           f"responses are positive")
     report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
@@ -245,6 +262,16 @@ def audio_workload(report):
     t_fir = median_times([lambda: vm.filter(h, 1.0, x), lambda: signal.lfilter(h, 1.0, x, axis=0)], repeats=5)
     report.add("audio low-pass, FIR 64 taps", t_fir[0], "lfilter", t_fir[1],
                note=f"max diff {np.max(np.abs(y_fir - signal.lfilter(h, 1.0, x, axis=0))):.1e}")
+    # The filters' frequency responses, measured: the engine's spectrum of its own impulse responses.
+    impulse = np.zeros(2**14)
+    impulse[0] = 1.0
+    half = 2**13 + 1
+    freqs = np.arange(half) * rate / 2**14
+    db = lambda r: np.maximum(20 * np.log10(np.abs(vm.fft(r)[:half]) + 1e-12), -140)
+    save_plot(picture("filter_response.png"), freqs,
+              [("Butterworth, 8th order (IIR)", db(vm.filter(b, a, impulse))), ("64-tap FIR", db(vm.filter(h, 1.0, impulse)))],
+              "frequency response of the two low-pass filters at 4 kHz", "frequency (Hz)", "gain (dB)",
+              marks=[(4000, "4 kHz"), (12000, "the whistle, 12 kHz")])
 
 
 def spectrum_workload(report):
@@ -264,6 +291,12 @@ def spectrum_workload(report):
     diff = np.max(np.abs(X - scipy.fft.fft(x, axis=0))) / np.max(np.abs(X))
     report.add("spectrum, 8 x 2^20 real", tt[0], "numpy.fft", tt[1], note=f"max rel diff {diff:.1e}")
     report.add("spectrum, 8 x 2^20 real", tt[0], "scipy.fft", tt[2])
+    shown = int(2000 * n / rate) // 900 * 900  # bins up to about 2 kHz, 900 columns of the largest
+    level = lambda c: 20 * np.log10(np.abs(X[:shown, c]).reshape(900, -1).max(axis=1) + 1e-12)
+    save_plot(picture("spectrum_peaks.png"), np.arange(900) * (shown // 900) * rate / n,
+              [(f"channel {c + 1}: {440 * (c + 1)} Hz in noise", level(c)) for c in range(3)],
+              "spectra of three channels, 2^20 samples each", "frequency (Hz)", "magnitude (dB)",
+              marks=[(p, f"{p:.0f} Hz") for p in peaks[:3]])
 
     img = synthetic_image(1024)
     F = vm.fftn(img)
@@ -289,15 +322,21 @@ def spectrum_workload(report):
 
 
 def main():
-    print(f"vlmathdsp tour, {vm.get_num_threads()} threads")
+    print(f"vlmathdsp tour, {vm.get_num_threads()} threads; pictures go to {PICTURES}")
     report = Report("workloads")
     report.header()
-    state_space_workload(report)
-    image_workload(report)
-    volume_workload(report)
-    network_workload(report)
-    audio_workload(report)
-    spectrum_workload(report)
+    steps = [
+        ("simulating a damped chain of 32 masses for 20000 steps (ltitr), and timing SciPy's dlsim", state_space_workload),
+        ("blurring a 2048x2048 scene and finding its edges (conv2), against OpenCV and ndimage", image_workload),
+        ("smoothing a 96^3 volume and probing its gradient (convn, strided_convn), against SciPy", volume_workload),
+        ("a convolution layer forward and backward, normalisation and pooling, against PyTorch", network_workload),
+        ("low-pass filtering 8 channels of 20 s of audio (filter), against SciPy's lfilter", audio_workload),
+        ("spectra of 8 x 2^20 samples, an image's 2-D spectrum and cosine transform, against NumPy and SciPy",
+         spectrum_workload),
+    ]
+    for text, workload in steps:
+        step(text)
+        workload(report)
 
 
 if __name__ == "__main__":

@@ -24,7 +24,7 @@ build_dir=build
 cmake_args=(-DCMAKE_BUILD_TYPE=Release)
 if [ "${1:-}" = "--sanitize" ]; then
   build_dir=build-asan
-  cmake_args=(-DCMAKE_BUILD_TYPE=Debug -DVLMATHDSP_SANITIZE=address,undefined)
+  cmake_args=(-DCMAKE_BUILD_TYPE=Debug -DVLMATHDSP_SANITIZE=address,undefined -DVLMATHDSP_ISA_VARIANTS=OFF)
 fi
 cmake -S . -B "$build_dir" "${cmake_args[@]}" > /dev/null
 cmake --build "$build_dir" -j"$(nproc)"

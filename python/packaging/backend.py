@@ -35,7 +35,7 @@ def _build():
     if not os.path.exists(os.path.join(build, "CMakeCache.txt")):
         subprocess.run(["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DVLMATHDSP_TESTS=OFF"],
                        check=True, stdout=sys.stderr)
-    subprocess.run(["cmake", "--build", build, "--target", "vlmathdsp", "_vlmathdsp", "vlmathdsp_python",
+    subprocess.run(["cmake", "--build", build, "--target", "vlmathdsp_python",
                     "-j", str(os.cpu_count() or 1)], check=True, stdout=sys.stderr)
     return os.path.join(build, "python", NAME)
 

@@ -6,7 +6,7 @@ __version__ = "0.1.0"  # the project's version in CMakeLists.txt, to three parts
 
 from .errors import Error, HostWarning
 from .strings import string_array
-from .host import MAX_THREADS, call, call_function, get_num_threads, set_num_threads
+from .host import MAX_THREADS, MODULE_PATH, call, call_function, get_num_threads, set_num_threads
 from .functions import (
     avg_pool, avg_pool_backward, conv2, conv_backward, conv_forward, convn, convnc, dct, dctn,
     dst, dstn, fft, fftn, fftw, fftw_version, filter, idct, idctn, idst, idstn, ifft, ifftn,
@@ -14,7 +14,7 @@ from .functions import (
 )
 
 __all__ = [
-    "Error", "HostWarning", "MAX_THREADS", "string_array", "call", "call_function", "get_num_threads",
+    "Error", "HostWarning", "MAX_THREADS", "MODULE_PATH", "string_array", "call", "call_function", "get_num_threads",
     "set_num_threads", "avg_pool", "avg_pool_backward", "conv2", "conv_backward", "conv_forward",
     "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "fftw", "fftw_version",
     "filter", "idct", "idctn", "idst", "idstn", "ifft", "ifftn", "ltitr", "max_pool",

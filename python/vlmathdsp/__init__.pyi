@@ -6,12 +6,14 @@ from numpy.typing import ArrayLike, NDArray
 
 __version__: str
 MAX_THREADS: int
+MODULE_PATH: str
 
 class Error(Exception):
     identifier: str
     component: str
     key: str
     arguments: tuple[str, ...]
+    called_with: str
     def __init__(self, message: str, identifier: str, component: str, key: str,
                  arguments: Sequence[str] = ...) -> None: ...
 

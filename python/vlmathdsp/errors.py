@@ -12,6 +12,9 @@ class Error(Exception):
         The identifier's two parts.
     arguments : tuple of str
         The values the message shows, where it shows any.
+    called_with : str
+        The call's arguments, each by its shape and class or its value ("" when not from a
+        call); str() ends with it.
 
     Examples
     --------
@@ -29,9 +32,11 @@ class Error(Exception):
         self.component = component
         self.key = key
         self.arguments = tuple(arguments)
+        self.called_with = ""
 
     def __str__(self):
-        return f"[{self.identifier}] {super().__str__()}"
+        text = f"[{self.identifier}] {super().__str__()}"
+        return f"{text} (called with {self.called_with})" if self.called_with else text
 
 
 class HostWarning(UserWarning):

@@ -25,8 +25,41 @@ def _numpy_max_dims():
 _vlmathdsp.load(os.path.join(os.path.dirname(__file__), "libvlmathdsp.so"), Error, HostWarning,
                 _numpy_max_dims())
 
+#: The file of the library loaded: the copy for the newest instruction set this processor runs
+#: (libvlmathdsp-x86-64-v4.so, -x86-64-v3.so, or the baseline libvlmathdsp.so; VLMATHDSP_ISA
+#: asks for one). Results are the same bits with each.
+MODULE_PATH = _vlmathdsp.module_path()
+
 #: The largest thread count set_num_threads takes.
 MAX_THREADS = _vlmathdsp.max_threads
+
+
+def _describe(value):
+    """An argument in a few words: an array's shape and class, a short value's repr."""
+    short = isinstance(value, (list, tuple)) and len(value) <= 6 and all(
+        isinstance(v, (bool, int, float, np.number)) for v in value)
+    if isinstance(value, (str, bool, int, float, complex)) or value is None or short:
+        text = repr(list(value)) if short else repr(value)
+        return text if len(text) <= 40 else text[:37] + "..."
+    shape = getattr(value, "shape", None)
+    dtype = getattr(value, "dtype", None)
+    if shape is None or dtype is None:
+        try:
+            array = np.asarray(value)
+            shape, dtype = array.shape, array.dtype
+        except Exception:
+            return type(value).__name__
+    return "x".join(str(d) for d in shape) + f" {dtype}" if shape else f"scalar {dtype}"
+
+
+def _calling(run, args):
+    """run(), its Error told which arguments it was called with."""
+    try:
+        return run()
+    except Error as e:
+        if not e.called_with:
+            e.called_with = ", ".join(_describe(a) for a in args)
+        raise
 
 
 def call(slot, *args, nargout=1, principal=0):
@@ -55,7 +88,8 @@ def call(slot, *args, nargout=1, principal=0):
     array([[0.],
            [1.]])
     """
-    return _vlmathdsp.call_slot(operator.index(slot), tuple(args), operator.index(nargout), int(principal))
+    return _calling(lambda: _vlmathdsp.call_slot(operator.index(slot), tuple(args), operator.index(nargout),
+                                                 int(principal)), args)
 
 
 def call_function(name, *args, nargout=1, principal=0):
@@ -80,7 +114,8 @@ def call_function(name, *args, nargout=1, principal=0):
     """
     if not isinstance(name, str):
         raise TypeError("vlmathdsp: a function name must be a str")
-    return _vlmathdsp.call_function(name, tuple(args), operator.index(nargout), int(principal))
+    return _calling(lambda: _vlmathdsp.call_function(name, tuple(args), operator.index(nargout), int(principal)),
+                    args)
 
 
 def set_num_threads(n):

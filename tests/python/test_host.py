@@ -92,11 +92,15 @@ def test_errors_carry_identifier_component_key_and_text():
     assert e.identifier == "VELTRA:legacy_two_part:square"
     assert (e.component, e.key, e.arguments) == ("VELTRA:legacy_two_part", "square", ())
     assert e.args == ("The matrix must be square.",)
-    assert str(e) == "[VELTRA:legacy_two_part:square] The matrix must be square."
+    assert str(e) == ("[VELTRA:legacy_two_part:square] The matrix must be square. "
+                      "(called with 2x3 float64, 2x1 float64, 4x1 float64)")
+    with pytest.raises(vm.Error, match=r"\(called with 3x3 float32, 'sideways'\)$"):
+        vm.call(2, np.ones((3, 3), np.float32), "sideways")
     with pytest.raises(vm.Error) as info:
         vm.max_pool(np.ones((5, 5)), [2.0], [0.0], [1.0, 1.0])
     assert info.value.identifier == "VELTRA:legacy_two_part:badsubscript"
-    assert info.value.arguments == ("Invalid pooling size.",) and str(info.value).endswith("Invalid pooling size.")
+    assert info.value.arguments == ("Invalid pooling size.",)
+    assert str(info.value).endswith("Invalid pooling size. (called with 5x5 float64, [2.0], [0.0], [1.0, 1.0])")
     with pytest.raises(vm.Error) as info:
         vm.call_function("veltra.no.such")
     assert info.value.identifier == "VELTRA:undefinedFunction"

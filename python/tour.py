@@ -181,8 +181,7 @@ def network_workload(report):
         ref = torch.nn.functional.conv2d(tx, tw, padding=1).numpy()
     y = vm.conv_forward(ours_x, ours_w, pad)
     active = np.maximum(y, 0)
-    save_images(picture("feature_maps.png"), [x[0].mean(axis=0)] + [active[:, :, f, 0] for f in range(4)],
-                ["an input image (channel mean)"] + [f"rectified map of filter {f}" for f in range(4)], size=256)
+
     print(f"  a layer of 32 filters on 16 images: {100 * (active > 0).mean():.1f} % of the rectified "
           f"responses are positive")
     report.add("network layer forward, 16x16x32x32", t[0], "torch conv2d", t[1],
@@ -230,6 +229,19 @@ def network_workload(report):
     diff = max(np.max(np.abs(dw.transpose(3, 2, 0, 1) - want_w)) / np.max(np.abs(want_w)),
                np.max(np.abs(dx.transpose(3, 2, 0, 1) - want_x)) / np.max(np.abs(want_x)))
     report.add("network layer backward, both gradients", t[0], "torch autograd", t[1], note=f"max rel diff {diff:.1e}")
+    feature_maps_picture()
+
+
+def feature_maps_picture():
+    """What a layer's filters see: the scene through four 3x3 filters, rectified."""
+    scene = synthetic_image(512, seed=7)[::2, ::2].astype(np.float32)
+    sobel = np.array([[1, 0, -1], [2, 0, -2], [1, 0, -1]], np.float32)
+    bank = np.stack([sobel, sobel.T, -sobel, np.array([[0, 1, 0], [1, -4, 1], [0, 1, 0]], np.float32)], axis=-1)
+    maps = np.maximum(vm.conv_forward(np.asfortranarray(scene[:, :, None, None]), np.asfortranarray(bank[:, :, None, :]),
+                                      np.ones(4)), 0)
+    save_images(picture("feature_maps.png"), [scene] + [maps[:, :, f] for f in range(4)],
+                ["a 256x256 scene", "falls to the right", "falls downwards", "rises to the right",
+                 "Laplacian, rectified"], size=256)
 
 
 def audio_workload(report):
@@ -271,7 +283,7 @@ def audio_workload(report):
     save_plot(picture("filter_response.png"), freqs,
               [("Butterworth, 8th order (IIR)", db(vm.filter(b, a, impulse))), ("64-tap FIR", db(vm.filter(h, 1.0, impulse)))],
               "frequency response of the two low-pass filters at 4 kHz", "frequency (Hz)", "gain (dB)",
-              marks=[(4000, "4 kHz"), (12000, "the whistle, 12 kHz")])
+              marks=[(4000, "4 kHz", 0), (12000, "the whistle, 12 kHz", 0)])
 
 
 def spectrum_workload(report):
@@ -295,8 +307,8 @@ def spectrum_workload(report):
     level = lambda c: 20 * np.log10(np.abs(X[:shown, c]).reshape(900, -1).max(axis=1) + 1e-12)
     save_plot(picture("spectrum_peaks.png"), np.arange(900) * (shown // 900) * rate / n,
               [(f"channel {c + 1}: {440 * (c + 1)} Hz in noise", level(c)) for c in range(3)],
-              "spectra of three channels, 2^20 samples each", "frequency (Hz)", "magnitude (dB)",
-              marks=[(p, f"{p:.0f} Hz") for p in peaks[:3]])
+              f"spectra of three channels, {n} samples each", "frequency (Hz)", "magnitude (dB)",
+              marks=[(p, f"{p:.0f} Hz", c) for c, p in enumerate(peaks[:3])])
 
     img = synthetic_image(1024)
     F = vm.fftn(img)

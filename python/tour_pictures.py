@@ -30,10 +30,10 @@ def save_images(path, images, titles, size=512):
     return _write(path, np.hstack(tiles[:-1]))
 
 
-def save_plot(path, x, curves, title, xlabel, ylabel, marks=(), size=(900, 500)):
-    """Curves (label, y) over x; marks are (x, label) points of the first curve to annotate."""
+def save_plot(path, x, curves, title, xlabel, ylabel, marks=(), size=(900, 520)):
+    """Curves (label, y) over x; marks are (x, label, curve index) points to annotate."""
     w, h = size
-    left, right, top, bottom = 80, 20, 40, 60
+    left, right, top, bottom = 80, 20, 50 + 20 * len(curves), 60  # the legend above the axes
     canvas = np.full((h, w, 3), 255, np.uint8)
     x = np.asarray(x, dtype=float)
     ys = [np.asarray(y, dtype=float) for _, y in curves]
@@ -52,15 +52,17 @@ def save_plot(path, x, curves, title, xlabel, ylabel, marks=(), size=(900, 500))
     for i, ((label, _), y) in enumerate(zip(curves, ys)):
         points = np.stack([[px(a) for a in x], [py(b) for b in y]], axis=1).astype(np.int32)
         cv2.polylines(canvas, [points], False, COLOURS[i % len(COLOURS)], 2, cv2.LINE_AA)
-        cv2.putText(canvas, label, (w - right - 260, top + 22 + 20 * i), FONT, 0.5, COLOURS[i % len(COLOURS)], 1,
+        cv2.putText(canvas, label, (w - right - 300, 22 + 20 * i), FONT, 0.5, COLOURS[i % len(COLOURS)], 1,
                     cv2.LINE_AA)
-    for mx, label in marks:
-        i = int(np.argmin(np.abs(x - mx)))
-        cv2.circle(canvas, (px(x[i]), py(ys[0][i])), 5, COLOURS[3], 2)
-        cv2.putText(canvas, label, (px(x[i]) + 6, py(ys[0][i]) - 6), FONT, 0.45, COLOURS[3], 1, cv2.LINE_AA)
-    cv2.putText(canvas, title, (left, 26), FONT, 0.6, BLACK, 1, cv2.LINE_AA)
+    for mx, label, c in marks:
+        y = ys[c]
+        lo, hi = np.searchsorted(x, mx - 0.01 * (x1 - x0)), np.searchsorted(x, mx + 0.01 * (x1 - x0))
+        i = lo + int(np.argmax(y[lo:max(hi, lo + 1)]))  # the curve's highest point near mx
+        cv2.circle(canvas, (px(x[i]), py(y[i])), 5, COLOURS[3], 2)
+        cv2.putText(canvas, label, (px(x[i]) + 8, py(y[i]) + 4), FONT, 0.45, COLOURS[3], 1, cv2.LINE_AA)
+    cv2.putText(canvas, title, (left, 24), FONT, 0.6, BLACK, 1, cv2.LINE_AA)
     cv2.putText(canvas, xlabel, (w // 2 - 60, h - 15), FONT, 0.5, BLACK, 1, cv2.LINE_AA)
-    cv2.putText(canvas, ylabel, (8, top - 12), FONT, 0.5, BLACK, 1, cv2.LINE_AA)
+    cv2.putText(canvas, ylabel, (8, top - 10), FONT, 0.5, BLACK, 1, cv2.LINE_AA)
     return _write(path, canvas)
 
 

@@ -106,6 +106,25 @@ def _groups(groups, c, f):
     return c // groups, f // groups
 
 
+def _layer(stride, padding, kh, kw):
+    """The paddings (before_h, before_w, after_h, after_w), and the engine's padding and stride."""
+    sh, sw = _pair(stride, "stride")
+    sides = _padding(padding, kh, kw, sh, sw)
+    return sides, _host_padding(*sides), np.array([sw, sh], dtype=float)
+
+
+def _grouped(groups, run, *operands):
+    """[run(parts of group k) for each k]: operands are (array, axis, size) and group k's part is
+    channels k size .. (k + 1) size along axis, contiguous."""
+    results = []
+    for k in range(groups):
+        parts = [a if groups == 1 else
+                 np.ascontiguousarray(a[(slice(None),) * axis + (slice(k * size, (k + 1) * size),)])
+                 for a, axis, size in operands]
+        results.append(run(*parts))
+    return results
+
+
 def conv2d(input, weight, bias=None, stride=1, padding=0, dilation=1, groups=1):
     """The two-dimensional convolution layer (a cross-correlation), as torch.nn.functional.conv2d.
 
@@ -142,19 +161,14 @@ def conv2d(input, weight, bias=None, stride=1, padding=0, dilation=1, groups=1):
     w = _dilated(w, dilation)
     n, c, h, wd = x.shape
     f, cg, kh, kw = w.shape
-    sh, sw = _pair(stride, "stride")
-    bh, bw, ah, aw = _padding(padding, kh, kw, sh, sw)
+    (bh, bw, ah, aw), pad, strides = _layer(stride, padding, kh, kw)
     per_in, per_out = _groups(groups, c, f)
     if cg != per_in:
         raise ValueError(f"weight of shape {w.shape} expects {cg * groups} input channels, got {c}")
-    oh, ow = (h + bh + ah - kh) // sh + 1, (wd + bw + aw - kw) // sw + 1
-    pad, strides = _host_padding(bh, bw, ah, aw), np.array([sw, sh], dtype=float)
-    parts = []
-    for g in range(groups):
-        xg = x if groups == 1 else np.ascontiguousarray(x[:, g * per_in:(g + 1) * per_in])
-        wg = w if groups == 1 else w[g * per_out:(g + 1) * per_out]
-        parts.append(_nchw(vm.conv_forward(xg.T, wg.T, pad, strides), n, per_out, oh, ow))
-    y = parts[0] if groups == 1 else np.concatenate(parts, axis=1)
+    oh, ow = (h + bh + ah - kh) // int(strides[1]) + 1, (wd + bw + aw - kw) // int(strides[0]) + 1
+    parts = _grouped(groups, lambda xg, wg: _nchw(vm.conv_forward(xg.T, wg.T, pad, strides), n, per_out, oh, ow),
+                     (x, 1, per_in), (w, 0, per_out))
+    y = np.concatenate(parts, axis=1) if groups > 1 else parts[0]
     if bias is not None:
         b, _ = _unwrap(bias, "bias", x.dtype)
         y = y + b.reshape(1, -1, 1, 1)
@@ -197,17 +211,12 @@ def conv2d_input(input_size, weight, grad_output, stride=1, padding=0, dilation=
     size = tuple(int(s) for s in input_size)
     c, h, wd = size[-3], size[-2], size[-1]
     _, cg, kh, kw = w.shape
-    sh, sw = _pair(stride, "stride")
-    bh, bw, ah, aw = _padding(padding, kh, kw, sh, sw)
+    _, pad, strides = _layer(stride, padding, kh, kw)
     per_in, per_out = _groups(groups, c, f)
-    pad, strides = _host_padding(bh, bw, ah, aw), np.array([sw, sh], dtype=float)
-    parts = []
-    for k in range(groups):
-        gk = g if groups == 1 else np.ascontiguousarray(g[:, k * per_out:(k + 1) * per_out])
-        wk = w if groups == 1 else w[k * per_out:(k + 1) * per_out]
-        r = vm.conv_backward(gk.T, wk.T, pad, strides, np.array([wd, h], dtype=float), False)
-        parts.append(_nchw(r, n, per_in, h, wd))
-    gx = parts[0] if groups == 1 else np.concatenate(parts, axis=1)
+    size = np.array([wd, h], dtype=float)
+    parts = _grouped(groups, lambda gk, wk: _nchw(vm.conv_backward(gk.T, wk.T, pad, strides, size, False),
+                                                  n, per_in, h, wd), (g, 1, per_out), (w, 0, per_out))
+    gx = np.concatenate(parts, axis=1) if groups > 1 else parts[0]
     return _wrap(gx[0] if unbatched else gx, as_tensor)
 
 
@@ -242,21 +251,22 @@ def conv2d_weight(input, weight_size, grad_output, stride=1, padding=0, dilation
     g, _ = _unwrap(grad_output, "grad_output", x.dtype)
     x, _ = _batch(x, "input")
     g, _ = _batch(g, "grad_output")
-    f, cg, kh, kw = (int(s) for s in weight_size)
-    n, c = x.shape[:2]
-    sh, sw = _pair(stride, "stride")
-    bh, bw, ah, aw = _padding(padding, kh, kw, sh, sw)
+    f, _, kh, kw = (int(s) for s in weight_size)
+    c = x.shape[1]
+    _, pad, strides = _layer(stride, padding, kh, kw)
     per_in, per_out = _groups(groups, c, f)
-    pad, strides = _host_padding(bh, bw, ah, aw), np.array([sw, sh], dtype=float)
-    gw = np.zeros((f, cg, kh, kw), x.dtype)
-    for k in range(groups):
-        xk = x if groups == 1 else np.ascontiguousarray(x[:, k * per_in:(k + 1) * per_in])
-        gk = g if groups == 1 else np.ascontiguousarray(g[:, k * per_out:(k + 1) * per_out])
-        r = np.asarray(vm.conv_backward(xk.T, gk.T, pad, strides, np.array([kw, kh], dtype=float)))
+    size = np.array([kw, kh], dtype=float)
+
+    def group(xk, gk):
         # The engine stops where the padded image ends before the filter would: zeros beyond.
+        r = np.asarray(vm.conv_backward(xk.T, gk.T, pad, strides, size))
         rw, rh = (r.shape + (1, 1))[:2]
-        gw[k * per_out:(k + 1) * per_out, :, :rh, :rw] = _nchw(r, per_out, per_in, rh, rw)
-    return _wrap(gw, as_tensor)
+        full = np.zeros((per_out, per_in, kh, kw), x.dtype)
+        full[:, :, :rh, :rw] = _nchw(r, per_out, per_in, rh, rw)
+        return full
+
+    parts = _grouped(groups, group, (x, 1, per_in), (g, 1, per_out))
+    return _wrap(np.concatenate(parts, axis=0) if groups > 1 else parts[0], as_tensor)
 
 
 def _pool_arguments(x, kernel_size, stride, padding):

@@ -26,6 +26,11 @@ if [ "$mode" != --sanitize ]; then
   scipy_fft_tests=$(/usr/bin/python3 -c "import os, scipy.fft; print(os.path.join(os.path.dirname(scipy.fft.__file__), 'tests'))")
   (cd /tmp && PYTHONPATH="$OLDPWD/build/python:$OLDPWD/tests/scipy_suite" \
     /usr/bin/python3 -m pytest -q -p backend_plugin -p no:cacheprovider "$scipy_fft_tests")
+  step "SciPy's own tests of scipy.signal's convolutions, filters and dlsim, with vlmathdsp.scipy.signal's"
+  scipy_signal_tests=$(/usr/bin/python3 -c "import os, scipy.signal; print(os.path.join(os.path.dirname(scipy.signal.__file__), 'tests'))")
+  (cd /tmp && PYTHONPATH="$OLDPWD/build/python:$OLDPWD/tests/scipy_suite" \
+    /usr/bin/python3 -m pytest -q -p signal_plugin -p no:cacheprovider \
+    "$scipy_signal_tests/test_signaltools.py" "$scipy_signal_tests/test_dltisys.py")
   step "fuzz"
   /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
 fi

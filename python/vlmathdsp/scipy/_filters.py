@@ -10,6 +10,7 @@ _FLOATS = (np.float32, np.float64, np.complex64, np.complex128)
 
 def _common(*arrays):
     """The arrays in their common floating dtype; other kinds are SciPy's."""
+    arrays = [np.asarray(a) for a in arrays]
     dtype = np.result_type(*arrays)
     if dtype.type not in _FLOATS:
         raise Unsupported
@@ -24,11 +25,15 @@ def _coefficients(b, a):
 
 
 def _states_in(zi, x, axis, order):
-    """SciPy's zi (x's shape with `order` along axis) as the engine's: order first, then x's
-    other dimensions in the host's order."""
+    """SciPy's zi (x's shape with `order` along axis, or 1 for any other dimension to be repeated)
+    as the engine's: order first, then x's other dimensions in the host's order."""
     expected = x.shape[:axis] + (order,) + x.shape[axis + 1:]
     if zi.shape != expected:
-        raise ValueError(f"Unexpected shape for zi: expected {expected}, found {zi.shape}.")
+        fits = zi.ndim == x.ndim and all(z == e or (k != axis and z == 1)
+                                         for k, (z, e) in enumerate(zip(zi.shape, expected)))
+        if not fits:
+            raise ValueError(f"Unexpected shape for zi: expected {expected}, found {zi.shape}.")
+        zi = np.broadcast_to(zi, expected)
     return np.ascontiguousarray(np.moveaxis(zi, axis, -1)).T
 
 
@@ -110,9 +115,10 @@ def dlsim(system, u, t=None, x0=None):
     A, B, C, D = (np.asarray(m, dtype=np.float64) for m in (sys.A, sys.B, sys.C, sys.D))
     if np.iscomplexobj(u) or (x0 is not None and np.iscomplexobj(x0)):
         raise Unsupported
-    x0 = np.zeros(A.shape[0]) if x0 is None else np.asarray(x0, dtype=np.float64).reshape(-1)
+    states = A.shape[0]
+    x0 = np.zeros(states) if x0 is None else np.broadcast_to(np.asarray(x0, dtype=np.float64).reshape(-1), (states,))
     xout = np.asarray(vm.ltitr(A, B, np.asfortranarray(u, dtype=np.float64), x0))
-    xout = xout.reshape(steps, A.shape[0])
+    xout = xout.reshape(steps, states)
     yout = xout @ C.T + u @ D.T
     tout = np.linspace(0.0, (steps - 1) * sys.dt, num=steps)
     return tout, yout, xout

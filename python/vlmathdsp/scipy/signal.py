@@ -14,10 +14,13 @@ coefficient arrays with ``a[0] == 0``, and ``dlsim`` with ``t``.
 Where it differs from SciPy: ``convolve`` and ``correlate`` with ``method="auto"``, and
 ``fftconvolve`` and ``oaconvolve`` always, take the engine's direct sum or its transforms by an
 estimate of their cost, so an ``fftconvolve`` may come back exact where SciPy's carries the
-transforms' rounding. Results do not depend on the thread count.
+transforms' rounding. Single-precision data goes through double-precision transforms. Results do
+not depend on the thread count.
 """
 
 import functools
+
+import scipy.signal
 
 from . import _convolution, _filters
 from ._docs import docstring
@@ -26,14 +29,14 @@ from ._layout import Unsupported
 
 def _face(implementation, signature, summary, parameters, returns, example, output):
     name = implementation.__name__
+    scipys = getattr(scipy.signal, name)  # SciPy's own, kept should scipy.signal's name be rebound
 
     @functools.wraps(implementation)
     def function(*args, **kwargs):
         try:
             return implementation(*args, **kwargs)
         except Unsupported:
-            import scipy.signal
-            return getattr(scipy.signal, name)(*args, **kwargs)
+            return scipys(*args, **kwargs)
 
     function.__module__ = __name__
     function.__doc__ = docstring(name, "scipy.signal", signature, summary, parameters, returns, example, output)
@@ -97,6 +100,9 @@ dlsim = _face(_filters.dlsim, "(system, u, t=None, x0=None)",
               "signal.dlsim(([1.0], [1.0, -0.5], 1.0), np.ones(4))[1].ravel()", "array([0.  , 1.  , 1.5 , 1.75])")
 
 
+_LFILTER_ZI, _SOSFILT_ZI = scipy.signal.lfilter_zi, scipy.signal.sosfilt_zi
+
+
 def lfilter_zi(b, a):
     """SciPy's lfilter_zi: the zi of lfilter at the steady state of a unit step.
 
@@ -116,8 +122,7 @@ def lfilter_zi(b, a):
     >>> signal.lfilter_zi([1.0], [1.0, -0.5])
     array([1.])
     """
-    import scipy.signal
-    return scipy.signal.lfilter_zi(b, a)
+    return _LFILTER_ZI(b, a)
 
 
 def sosfilt_zi(sos):
@@ -137,8 +142,7 @@ def sosfilt_zi(sos):
     >>> signal.sosfilt_zi([[1.0, 0.0, 0.0, 1.0, -0.5, 0.0]])
     array([[1., 0.]])
     """
-    import scipy.signal
-    return scipy.signal.sosfilt_zi(sos)
+    return _SOSFILT_ZI(sos)
 
 
 __all__ = ["convolve", "correlate", "convolve2d", "correlate2d", "fftconvolve", "oaconvolve", "lfilter",

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 packages=(g++ cmake make binutils libgtest-dev libtbb-dev libfftw3-dev libopenblas-dev libboost-dev
           libboost-thread-dev pkg-config pybind11-dev python3-dev python3-pip python3-venv python3-numpy python3-scipy python3-pytest
-          python3-opencv python3-torch ${VLMATHDSP_EXTRA_PACKAGES:-})
+          python3-opencv python3-torch python3-dask python3-distributed ${VLMATHDSP_EXTRA_PACKAGES:-})
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -43,7 +43,8 @@ def _build():
 def _metadata():
     return (f"Metadata-Version: 2.1\nName: {NAME}\nVersion: {version()}\nSummary: {SUMMARY}\n"
             "Requires-Python: >=3.9\nRequires-Dist: numpy\nProvides-Extra: scipy\n"
-            "Requires-Dist: scipy; extra == 'scipy'\n")
+            "Requires-Dist: scipy; extra == 'scipy'\nProvides-Extra: dask\n"
+            "Requires-Dist: dask[array]; extra == 'dask'\nRequires-Dist: distributed; extra == 'dask'\n")
 
 
 def _record_line(path, data):

@@ -4,7 +4,7 @@ import dask.array as da
 import numpy as np
 
 from .. import functions as vm
-from ._tasks import eager, host_shape, result_dtype
+from ._tasks import eager, host_dims, host_shape, result_dtype
 from ._windows import Axis, cut_full, windowed
 
 _MODES = ("full", "same", "valid")
@@ -38,9 +38,10 @@ def _long_run(m, k):
 
 
 def _padded(A, kernel_shape):
-    """A with trailing axes of length 1 up to the kernel's dimensions (two at least)."""
-    n = max(A.ndim, len(kernel_shape), 2)
-    return A.reshape(A.shape + (1,) * (n - A.ndim)), tuple(kernel_shape) + (1,) * (n - len(kernel_shape))
+    """A in the host's form, with trailing axes of length 1 up to the kernel's dimensions."""
+    shape, kernel = host_dims(A.shape), host_dims(kernel_shape)
+    n = max(len(shape), len(kernel))
+    return A.reshape(shape + (1,) * (n - len(shape))), kernel + (1,) * (n - len(kernel))
 
 
 def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False):
@@ -50,7 +51,8 @@ def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=Fa
     P, ks = _padded(A, kernel_shape)
     if P.size == 0 or 0 in ks:
         return eager(A, whole, dtype)
-    axes = [_axis(mode, m, k, _long_run(m, k) if separable else 0) for m, k in zip(P.shape, ks)]
+    # A task's part is never shorter than the kernel, which the engine would take as the image.
+    axes = [_axis(mode, m, k, max(k + 1, _long_run(m, k) if separable else 0)) for m, k in zip(P.shape, ks)]
 
     def engine(sub, firsts, counts):
         full = np.asarray(full_of(sub)).reshape(tuple(s + k - 1 for s, k in zip(sub.shape, ks)))

@@ -7,15 +7,10 @@ import numpy as np
 from .. import functions as vm
 from ._carry import carried_state, normalised
 from ._scan import gathered, scan
-from ._tasks import as_dtype, complex_of, eager, host_shape, least_chunks, real_class, result_dtype
+from ._tasks import as_dtype, complex_of, eager, host_dims, host_shape, least_chunks, real_class, result_dtype
 
 
 _NONE = np.zeros((0, 0))  # no initial conditions
-
-
-def _host(shape):
-    """x's shape as the host reads it: a vector is a column, a scalar 1 x 1."""
-    return tuple(shape) if len(shape) >= 2 else (tuple(shape) + (1, 1))[:2]
 
 
 def _whole_number(v):
@@ -32,7 +27,7 @@ def filter(b, a, x, *rest, nargout=1):
     NumPy arrays. The final conditions, with nargout=2, are a dask array too."""
     b, a, x = np.asarray(b), np.asarray(a), da.asarray(x)
     zi = np.asarray(rest[0]) if rest and rest[0] is not None else np.zeros((0, 0))
-    hs = _host(x.shape)
+    hs = host_dims(x.shape)
     dim1 = rest[1] if len(rest) > 1 else next((d + 1 for d, n in enumerate(hs) if n != 1), 1)
     d = _whole_number(dim1)
     probe = list(hs) + [1] * max((d or 0) - len(hs), 0)
@@ -120,7 +115,7 @@ def ltitr(A, B, U, *x0):
     n = A.shape[0] if A.ndim == 2 else 1
     if U.size == 0 or U.ndim > 2:
         return eager(U, lambda u: vm.ltitr(A, B, u, *x0), dtype)
-    U2 = U.reshape(_host(U.shape)).rechunk({1: -1})
+    U2 = U.reshape(host_dims(U.shape)).rechunk({1: -1})
 
     def step(block, state, start, last):
         # One row more: its state is where the next chunk starts, made by the same step.

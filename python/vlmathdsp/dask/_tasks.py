@@ -110,6 +110,11 @@ def as_dtype(result, dtype):
     return result if result.dtype == dtype else result.astype(dtype)
 
 
+def host_dims(shape):
+    """A NumPy shape as the host reads it: a vector is a row, a scalar 1 x 1."""
+    return tuple(shape) if len(shape) >= 2 else ((1,) + tuple(shape) + (1,))[:2]
+
+
 def host_shape(shape, vector):
     """The shape the host gives a result: trailing singletons beyond two dropped, and a vector
     one-dimensional when the principal argument was."""

@@ -1,11 +1,13 @@
 """Transforms along an axis of a chunked array, the axis made one chunk, and N-dimensional ones as
 passes along each axis in turn. Plans are made once in each worker process and reused."""
 
+import dask
 import dask.array as da
 import numpy as np
+from dask.utils import parse_bytes
 
 from .. import functions as vm
-from ._tasks import as_dtype, complex_of, eager, real_class, task
+from ._tasks import as_dtype, complex_of, eager, host_dims, host_shape, real_class, task
 
 _OPTIONS = ("symmetric", "nonsymmetric")
 
@@ -37,9 +39,23 @@ def _axis_of(fn, x, n, options):
     return 0
 
 
+def _gathered(x, ax):
+    """Chunks with the axis whole, and the dimensions before it too (the host's inner ones) when a
+    chunk stays within dask's array.chunk-size: the engine's plans then see the whole array's
+    strides and give its bits. Past that size a plan may differ in the last bits."""
+    inner = int(np.prod(x.shape[:ax + 1], dtype=np.int64))
+    outer = max((max(c) if c else 0 for c in x.chunks[ax + 1:]), default=1)
+    limit = parse_bytes(dask.config.get("array.chunk-size"))
+    whole = inner * outer * x.dtype.itemsize * 2 <= limit
+    return {d: -1 for d in range(ax + 1)} if whole else {ax: -1}
+
+
 def along(fn, x, args, kind):
     """fn(x, n, dim, *options) with x's dimension dim one chunk."""
     x = da.asarray(x)
+    if x.ndim == 1:  # the host's row
+        out = along(fn, x.reshape(host_dims(x.shape)), args, kind)
+        return out.reshape(host_shape(out.shape, True)) if out.ndim == 2 else out
     numbers, options = _split(args)
     fn(np.zeros((1,) * max(x.ndim, 1), x.dtype), *args)  # the engine's checks of the arguments
     dtype = _dtype(x, options, kind)
@@ -51,7 +67,7 @@ def along(fn, x, args, kind):
         return x.map_blocks(task(lambda b: as_dtype(fn(b, n, ax + 1, *options), dtype).reshape(b.shape)),
                             dtype=dtype) if n in (None, []) else eager(x, lambda v: fn(v, *args), dtype)
     length = x.shape[ax] if n in (None, []) else int(n)
-    x = x.rechunk({ax: -1})
+    x = x.rechunk(_gathered(x, ax))
     chunks = x.chunks[:ax] + ((length,),) + x.chunks[ax + 1:]
 
     def block(b):
@@ -65,6 +81,9 @@ def passes(fn, x, args, kind):
     """An N-dimensional transform as fn (the 1-d one) along each dimension in turn, padded or cut
     to siz when given."""
     x = da.asarray(x)
+    if x.ndim == 1:  # the host's row
+        out = passes(fn, x.reshape(host_dims(x.shape)), args, kind)
+        return out.reshape(host_shape(out.shape, True))
     numbers, options = _split(args)
     siz = list(np.ravel(numbers[0])) if numbers else list(x.shape)
     if x.size == 0 or len(numbers) > 1 or len(siz) < x.ndim:

@@ -13,6 +13,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(ROOT, "bench"))
 
 from harness import Report, median_times  # noqa: E402
+from tour_cluster import cluster_workload  # noqa: E402
 from tour_pictures import save_images, save_plot  # noqa: E402
 
 import vlmathdsp as vm  # noqa: E402
@@ -345,6 +346,8 @@ def main():
         ("low-pass filtering 8 channels of 20 s of audio (filter), against SciPy's lfilter", audio_workload),
         ("spectra of 8 x 2^20 samples, an image's 2-D spectrum and cosine transform, against NumPy and SciPy",
          spectrum_workload),
+        ("a 1 GiB stack of images blurred and transformed on a local cluster of two processes (vlmathdsp.dask)",
+         cluster_workload),
     ]
     for text, workload in steps:
         step(text)

@@ -105,6 +105,23 @@ def test_filter_carries_state(run, name):
         same_bits(want, got)
 
 
+def test_filter_along_any_axis_of_chunked_volumes():
+    """Chunks split along the filtered axis and the others at once, C- and Fortran-ordered."""
+    b, a = scipy.signal.butter(3, 0.2)
+    x = rng.standard_normal((5, 4, 300))
+    zi = rng.standard_normal((3, 5, 4))
+    for axis in range(3):
+        xx = np.moveaxis(x, 2, axis).copy()
+        chunks = [2, 3]
+        chunks.insert(axis, 70)
+        want = vm.filter(b, a, xx, zi, axis + 1, nargout=2)
+        for data in (xx, np.asfortranarray(xx)):
+            got = dask.compute(*vd.filter(b, a, da.from_array(data, tuple(chunks)), zi, axis + 1, nargout=2),
+                               scheduler="sync")
+            same_bits(want[0], got[0])
+            same_bits(want[1], got[1])
+
+
 def test_lfilter_and_ltitr():
     b, a = scipy.signal.butter(3, 0.3)
     x = rng.standard_normal((6, 300)).astype(np.float32)

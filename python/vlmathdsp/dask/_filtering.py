@@ -13,6 +13,13 @@ from ._tasks import as_dtype, complex_of, eager, host_dims, host_shape, least_ch
 _NONE = np.zeros((0, 0))  # no initial conditions
 
 
+def _dim_unless_first(shape, dim):
+    """(dim,), or () when it is the first dimension that is not 1: the engine copies the array into
+    the filtered dimension's order whenever a dimension is named."""
+    first = next((d + 1 for d, n in enumerate(shape) if n != 1), 1)
+    return () if dim == first else (dim,)
+
+
 def _whole_number(v):
     """v as a positive int, or None when it is not one."""
     try:
@@ -67,10 +74,19 @@ def filter(b, a, x, *rest, nargout=1):
         return z0[(slice(None),) + tuple(slice(bd[i], bd[i + 1]) for bd, i in zip(other_bounds, other))]
 
     def step(block, state, start, last):
-        y, zf = vm.filter(b, a, block, state if state is not None else _NONE, dim1, nargout=2)
-        y = as_dtype(y, dtype).reshape(block.shape)
         ob = block.shape[:ax] + block.shape[ax + 1:]
-        zf = as_dtype(zf, dtype).reshape((order,) + ob)
+        if block.ndim >= 2 and block.flags.c_contiguous and not block.flags.f_contiguous:
+            # A C-ordered chunk is the host's array with its dimensions reversed: no copies. Its
+            # columns run in C order of the other dimensions.
+            zi = _NONE if state is None else state.reshape(order, -1)
+            y, zf = vm.filter(b, a, block.T, zi, *_dim_unless_first(block.shape[::-1], block.ndim - ax), nargout=2)
+            y = as_dtype(y, dtype).reshape(block.shape[::-1]).T
+            zf = as_dtype(zf, dtype).reshape((order, -1), order="F").reshape((order,) + ob)
+        else:
+            zi = _NONE if state is None else state.reshape((order, -1), order="F")
+            y, zf = vm.filter(b, a, block, zi, *_dim_unless_first(block.shape, dim1), nargout=2)
+            y = as_dtype(y, dtype).reshape(block.shape)
+            zf = as_dtype(zf, dtype).reshape((order,) + ob)
         if fir or last:
             return y, zf, zf
         columns = lambda v: np.moveaxis(v, ax, 0).reshape(v.shape[ax], -1)

@@ -17,7 +17,7 @@ def scan(x, axis, step, first_state, name, out_chunks, dtype, meta):
     as a dask array of out_chunks, and {other_index: key of the last step of its line} whose
     element 2 is the last extra."""
     prefix = f"{name}-{tokenize(x, axis, step, out_chunks)}"
-    steps, out = prefix + "-step", prefix
+    steps, states, out = prefix + "-step", prefix + "-state", prefix
     starts = bounds(x.chunks[axis])
     fn = task(step)
     n = x.numblocks[axis]
@@ -28,8 +28,10 @@ def scan(x, axis, step, first_state, name, out_chunks, dtype, meta):
         if i == 0:
             state = first_state(other)
         else:
-            state = (operator.getitem, (steps,) + index[:axis] + (i - 1,) + index[axis + 1:], 1)
+            state = (states,) + index[:axis] + (i - 1,) + index[axis + 1:]
         dsk[(steps,) + index] = (fn, (x.name,) + index, state, starts[i], i == n - 1)
+        # Its own key, so that the next chunk's task, wherever it runs, fetches the state alone.
+        dsk[(states,) + index] = (operator.getitem, (steps,) + index, 1)
         dsk[(out,) + index] = (operator.getitem, (steps,) + index, 0)
         if i == n - 1:
             last[other] = (steps,) + index

@@ -12,14 +12,14 @@ def _peak_rss():
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
 
 
-def cluster_workload(report, images=128, side=1024, per_chunk=8):
+def cluster_workload(report, images=128, side=1024, per_chunk=2):
     import dask.array as da
     import distributed
 
     import vlmathdsp as vm
     import vlmathdsp.dask as vd
 
-    limit = 512 * 2**20
+    limit = 768 * 2**20
     package = os.path.dirname(os.path.dirname(vm.__file__))
     os.environ["PYTHONPATH"] = os.pathsep.join(p for p in (package, os.environ.get("PYTHONPATH")) if p)
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, memory_limit=limit,
@@ -46,15 +46,16 @@ def cluster_workload(report, images=128, side=1024, per_chunk=8):
         blurred = vd.convn(stack, kernel, "same")
         spectra = vd.fft(vd.fft(blurred, [], 2), [], 3)
         power = (abs(spectra) ** 2).mean(axis=0)
-        print(f"  {images} images of {side}x{side} ({stack.nbytes / 2**30:.1f} GiB, {stack.nbytes // limit} times a "
+        print(f"  {images} images of {side}x{side} ({stack.nbytes / 2**30:.1f} GiB, {stack.nbytes / limit:.1f} times a "
               f"worker's memory) blurred by a 9x9 Gaussian (convn) and transformed (fft along both image axes)")
         start = time.perf_counter()
         mean_power = power.compute()
         seconds = time.perf_counter() - start
         peaks = client.run(_peak_rss)
-        strongest = np.unravel_index(np.argmax(mean_power[:, 1:side // 2]), (side, side // 2 - 1))
+        row, column = np.unravel_index(np.argmax(mean_power[:, 1:side // 2]), (side, side // 2 - 1))
+        strongest = (row - side if row > side // 2 else row, column + 1)
         print(f"  {seconds:.1f} s; peak memory per worker {max(peaks.values()) / 2**20:.0f} MiB of {limit // 2**20} MiB; "
-              f"the mean spectrum's strongest stripe frequency: ({strongest[0]}, {strongest[1] + 1}) cycles per image")
+              f"the mean spectrum's strongest peak: {strongest} cycles per image (rows, columns)")
         one = scene({None: {"array-location": [(0, 1)], "chunk-shape": (1, side, side)}})
         want = vm.fft(vm.fft(vm.convn(one, kernel, "same"), [], 2), [], 3)
         got = spectra[0:1].compute()

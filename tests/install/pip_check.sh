@@ -16,8 +16,12 @@ import numpy as np
 import vlmathdsp as vm
 import vlmathdsp.scipy.fft as fft
 import vlmathdsp.scipy.signal as signal
+import dask.array as da
+import vlmathdsp.dask as vd
 assert vm.__file__.startswith(sys.argv[1]), vm.__file__
 np.testing.assert_allclose(signal.convolve([1.0, 2.0], [1.0, 1.0]), [1.0, 3.0, 2.0])
+np.testing.assert_allclose(vd.conv2(da.ones((4, 4), chunks=2), np.ones((1, 2)), "valid").compute(scheduler="sync"),
+                           2 * np.ones((4, 3)))
 np.testing.assert_allclose(fft.irfft(fft.rfft(np.arange(6.0))), np.arange(6.0), atol=1e-12)
 print(f"pip check: vlmathdsp {vm.__version__} installed and working in {sys.prefix}")
 PY

@@ -78,6 +78,20 @@ def test_convolution_borders_and_large_kernels():
     same_bits(vm.conv2(x, B[:, 0], "same"), vd.conv2(da.from_array(x, 64), B[:, 0], "same").compute(scheduler="sync"))
 
 
+def test_strided_convolution():
+    """Samples of the full result per output chunk: the same elements (their last bits may differ
+    where a chunk's extents change the order the engine walks the kernel in)."""
+    A, B = rng.standard_normal((40, 33, 12)), rng.standard_normal((3, 4, 5))
+    for args in [(), (2,), ([2, 3, 1],), (2, [3, 2, 4], [40, 30, 14]), (3, "corr"), (1, 5, 20)]:
+        want = vm.strided_convn(A, B, *args)
+        for chunks in [(7, 9, 5), (3, 3, 3)]:
+            got = vd.strided_convn(da.from_array(A, chunks), B, *args).compute(scheduler="sync")
+            assert got.shape == want.shape and got.dtype == want.dtype
+            np.testing.assert_allclose(got, want, rtol=1e-13, atol=1e-13)
+    x = rng.standard_normal(1000)
+    same_bits(vm.strided_convn(x, np.ones(5), 3), vd.strided_convn(da.from_array(x, 77), np.ones(5), 3).compute())
+
+
 def _filters():
     b4, a4 = scipy.signal.butter(4, 0.2)
     return {"butter4": (b4, a4), "fir6": (rng.standard_normal(6), np.array([1.0])),

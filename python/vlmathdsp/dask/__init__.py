@@ -14,7 +14,7 @@ Each task runs the engine on the cores of its host divided by the threads runnin
 (all workers of a distributed client on that host, the pool of the threaded scheduler), set for
 that task's thread only."""
 
-from ._convolution import conv2, convn, convnc
+from ._convolution import conv2, convn, convnc, strided_convn
 from ._filtering import filter, lfilter, ltitr
 from ._tasks import task_threads
 from ._transforms import along, passes
@@ -82,4 +82,4 @@ def idstn(x, *args):
 
 
 __all__ = ["conv2", "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "filter", "idct",
-           "idctn", "idst", "idstn", "ifft", "ifftn", "lfilter", "ltitr", "task_threads"]
+           "idctn", "idst", "idstn", "ifft", "ifftn", "lfilter", "ltitr", "strided_convn", "task_threads"]

@@ -99,3 +99,45 @@ def convnc(A, B, shape):
 def convn(A, B, shape="full"):
     """vlmathdsp.convn of a chunked A by a NumPy kernel B."""
     return convnc(A, B, shape)
+
+
+def _per_dim(value, nd, default, first_only):
+    """A stride or corner as one whole number per dimension: a scalar is every dimension's (or,
+    with first_only, dimension 1's, the others keeping their default)."""
+    v = np.ravel(np.asarray(value, dtype=np.float64))
+    if v.size == 1:
+        return [int(v[0])] * nd if not first_only else [int(v[0])] + list(default[1:])
+    if v.size > nd or np.any(v != np.floor(v)):
+        raise ValueError(f"vlmathdsp.dask.strided_convn: {value!r} does not give one whole number per dimension")
+    return [int(t) for t in v] + list(default[v.size:])
+
+
+def strided_convn(A, B, *args):
+    """vlmathdsp.strided_convn of a chunked A: strided_convn(A, B[, stride[, startIndex[, endIndex]]][,
+    option]); each task samples the full result over the outputs of its chunk."""
+    A, B = da.asarray(A), np.asarray(B)
+    options = [v for v in args if isinstance(v, str)]
+    numbers = [v for v in args if not isinstance(v, str)]
+    vm.strided_convn(np.zeros((1,) * max(A.ndim, 1), A.dtype), B, *options)  # the engine's checks of the option
+    if len(numbers) > 3 or len(options) > 1:
+        vm.strided_convn(A[(0,) * A.ndim].compute().reshape((1,) * max(A.ndim, 1)), B, *args)
+    dtype = result_dtype(A.dtype, B.dtype)
+    P, ks = _padded(A, B.shape)
+    nd = P.ndim
+    full = [m + k - 1 for m, k in zip(P.shape, ks)]
+    stride = _per_dim(numbers[0], nd, [1] * nd, False) if numbers else [1] * nd
+    start = _per_dim(numbers[1], nd, [1] * nd, True) if len(numbers) > 1 else [1] * nd
+    end = _per_dim(numbers[2], nd, full, True) if len(numbers) > 2 else full
+    if any(s < 1 for s in stride) or any(not 1 <= s <= f for s, f in zip(start, full)) or \
+            any(e > f for e, f in zip(end, full)) or P.size == 0 or 0 in ks:
+        return eager(A, lambda a: vm.strided_convn(a, B, *args), dtype)  # the engine decides
+    counts = [max((e - s) // t + 1, 0) for s, e, t in zip(start, end, stride)]
+    axes = [Axis(m, k, s - 1, n, t, k + 1) for m, k, s, n, t in zip(P.shape, ks, start, counts, stride)]
+
+    def engine(sub, firsts, shape):
+        first = [f + 1 for f in firsts]
+        last = [f + (c - 1) * t for f, c, t in zip(first, shape, stride)]
+        return vm.strided_convn(sub, B, stride, first, last, *options)
+
+    out = windowed(P, axes, dtype, engine, keep_chunks=False)
+    return out.reshape(host_shape(out.shape, A.ndim == 1))

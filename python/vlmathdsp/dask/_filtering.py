@@ -7,7 +7,8 @@ import numpy as np
 from .. import functions as vm
 from ._carry import carried_state, normalised
 from ._scan import gathered, scan
-from ._tasks import as_dtype, complex_of, eager, host_dims, host_shape, least_chunks, real_class, result_dtype
+from ._tasks import (as_dtype, bounds, complex_of, eager, host_dims, host_shape, least_chunks, real_class,
+                     result_dtype, task)
 
 
 _NONE = np.zeros((0, 0))  # no initial conditions
@@ -53,15 +54,15 @@ def filter(b, a, x, *rest, nargout=1):
     order = max(b.size, 1) - 1 if fir else max(a.size, b.size) - 1
     vector = x.ndim == 1
 
-    if x.size == 0 or b.size == 0 or a.size == 0 or order == 0:  # nothing to carry
+    if x.size == 0 or b.size == 0 or a.size == 0 or (order == 0 and (nargout == 2 or not fir)):
         if nargout == 1:
             return eager(x, lambda v: vm.filter(b, a, v, *rest), dtype)
         results = vm.filter(b, a, np.asarray(x.compute()), *rest, nargout=2)
         return tuple(eager(r, lambda v: v, dtype) for r in results)
 
     xs = x.reshape(shape)
-    if nargout >= 2:
-        xs = xs.rechunk({ax: least_chunks(xs.chunks[ax], order)})
+    if nargout >= 2 or fir:
+        xs = xs.rechunk({ax: least_chunks(xs.chunks[ax], max(order, 1))})
     z0 = as_dtype(zf0, dtype).reshape((order,) + others) if zi.size else None
     bn, an = normalised(b, a.flat[0], real), normalised(a, a.flat[0], real)
     work = complex_of(real) if dtype.kind == "c" else real
@@ -73,27 +74,35 @@ def filter(b, a, x, *rest, nargout=1):
             return None
         return z0[(slice(None),) + tuple(slice(bd[i], bd[i + 1]) for bd, i in zip(other_bounds, other))]
 
-    def step(block, state, start, last):
+    def engine(block, state, nargout=2):
+        """The engine's y (and zf) of a chunk starting from state, in the chunk's layout."""
         ob = block.shape[:ax] + block.shape[ax + 1:]
         if block.ndim >= 2 and block.flags.c_contiguous and not block.flags.f_contiguous:
             # A C-ordered chunk is the host's array with its dimensions reversed: no copies. Its
             # columns run in C order of the other dimensions.
             zi = _NONE if state is None else state.reshape(order, -1)
-            y, zf = vm.filter(b, a, block.T, zi, *_dim_unless_first(block.shape[::-1], block.ndim - ax), nargout=2)
-            y = as_dtype(y, dtype).reshape(block.shape[::-1]).T
-            zf = as_dtype(zf, dtype).reshape((order, -1), order="F").reshape((order,) + ob)
+            r = vm.filter(b, a, block.T, zi, *_dim_unless_first(block.shape[::-1], block.ndim - ax), nargout=nargout)
+            y = as_dtype(r[0] if nargout == 2 else r, dtype).reshape(block.shape[::-1]).T
+            zf = as_dtype(r[1], dtype).reshape((order, -1), order="F").reshape((order,) + ob) if nargout == 2 else None
         else:
             zi = _NONE if state is None else state.reshape((order, -1), order="F")
-            y, zf = vm.filter(b, a, block, zi, *_dim_unless_first(block.shape, dim1), nargout=2)
-            y = as_dtype(y, dtype).reshape(block.shape)
-            zf = as_dtype(zf, dtype).reshape((order,) + ob)
+            r = vm.filter(b, a, block, zi, *_dim_unless_first(block.shape, dim1), nargout=nargout)
+            y = as_dtype(r[0] if nargout == 2 else r, dtype).reshape(block.shape)
+            zf = as_dtype(r[1], dtype).reshape((order,) + ob) if nargout == 2 else None
+        return y, zf
+
+    if fir and nargout == 1:
+        return _fir_by_overlap(xs, ax, order, engine, first_state, dtype).reshape(x.shape)
+
+    def step(block, state, start, last):
+        y, zf = engine(block, state)
         if fir or last:
             return y, zf, zf
         columns = lambda v: np.moveaxis(v, ax, 0).reshape(v.shape[ax], -1)
         xt = np.asarray(block, work if np.iscomplexobj(block) else real)
         zin = None if state is None else state.reshape(order, -1)
         z = carried_state(bn, an, columns(xt), columns(y), zin, order, dtype, total - start)
-        return y, z.reshape((order,) + ob), None
+        return y, z.reshape(zf.shape), None
 
     meta = np.empty((0,) * xs.ndim, dtype)
     y, graph, last = scan(xs, ax, step, first_state, "vlmathdsp-filter", xs.chunks, dtype, meta)
@@ -103,6 +112,24 @@ def filter(b, a, x, *rest, nargout=1):
     zchunks = ((order,),) + xs.chunks[:ax] + xs.chunks[ax + 1:]
     zf = gathered(graph, last, "vlmathdsp-filter-zf", zchunks, dtype, np.empty((0,) * len(zchunks), dtype))
     return y, zf.reshape(host_shape(zf.shape, vector))
+
+
+def _fir_by_overlap(xs, ax, order, engine, first_state, dtype):
+    """An FIR filter's outputs with no state handed on: each chunk is filtered with the order
+    samples before it in front, from zero, and keeps its own outputs, which sum the same terms in
+    the same order as on one machine. Chunks run at once, along the axis too."""
+    starts = bounds(xs.chunks[ax])
+
+    def block(ext, block_info=None):
+        index = block_info[0]["chunk-location"]
+        begin = starts[index[ax]]
+        skip = begin - max(begin - order, 0)
+        state = first_state(index[:ax] + index[ax + 1:]) if begin == 0 else None
+        y, _ = engine(ext, state, nargout=1)
+        return y[(slice(None),) * ax + (slice(skip, None),)]
+
+    return da.map_overlap(task(block), xs, depth={ax: (order, 0)}, boundary="none", trim=False,
+                          chunks=xs.chunks, dtype=dtype, meta=np.empty((0,) * xs.ndim, dtype))
 
 
 def lfilter(b, a, x, axis=-1, zi=None):

@@ -8,7 +8,8 @@ file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmath
      ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.pyi ${CMAKE_SOURCE_DIR}/python/vlmathdsp/py.typed)
 file(GLOB VLMATHDSP_SCIPY_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.py
      ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.pyi)
-file(GLOB VLMATHDSP_DASK_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/dask/*.py)
+file(GLOB VLMATHDSP_DASK_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/dask/*.py
+     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/dask/*.pyi)
 add_custom_target(vlmathdsp_python ALL
   COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}/scipy
   COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}

@@ -162,6 +162,11 @@ def test_lfilter_and_ltitr():
     np.testing.assert_allclose(zf, want_zf, rtol=1e-12, atol=1e-12)
     same_bits(vm.filter(b, a, x.astype(np.float64), np.zeros((0, 0)), 2),
               vd.lfilter(b, a, da.from_array(x, (6, 33)), axis=-1).compute(scheduler="sync"))
+    v = x[0].astype(np.float64)
+    y, zf = dask.compute(*vd.lfilter(b, a, da.from_array(v, 41), zi=zi[0]), scheduler="sync")
+    want_y, want_zf = scipy.signal.lfilter(b, a, v, zi=zi[0])
+    np.testing.assert_allclose(y, want_y, rtol=1e-12, atol=1e-12)
+    np.testing.assert_allclose(zf, want_zf, rtol=1e-12, atol=1e-12)
 
     A = np.array([[0.9, 0.1, 0.0], [-0.2, 0.8, 0.1], [0.0, 0.3, 0.5]])
     B, U = rng.standard_normal((3, 2)), rng.standard_normal((1000, 2))

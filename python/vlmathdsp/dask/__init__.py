@@ -15,6 +15,7 @@ Each task runs the engine on the cores of its host divided by the threads runnin
 that task's thread only."""
 
 from ._convolution import conv2, convn, convnc, strided_convn
+from ._docs import document
 from ._filtering import filter, lfilter, ltitr
 from ._tasks import task_threads
 from ._transforms import along, passes
@@ -80,6 +81,10 @@ def idstn(x, *args):
     """vlmathdsp.idstn of a chunked x as idst along each dimension in turn."""
     return passes(_vm.idst, x, args, "cosine")
 
+
+for _function in (conv2, convn, convnc, strided_convn, filter, lfilter, ltitr, fft, ifft, fftn, ifftn, dct, idct,
+                  dst, idst, dctn, idctn, dstn, idstn):
+    document(_function)
 
 __all__ = ["conv2", "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "filter", "idct",
            "idctn", "idst", "idstn", "ifft", "ifftn", "lfilter", "ltitr", "strided_convn", "task_threads"]

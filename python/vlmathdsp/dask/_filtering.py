@@ -142,10 +142,11 @@ def lfilter(b, a, x, axis=-1, zi=None):
         dtype = np.dtype(np.float64)
     b, a, x = b.astype(dtype), a.astype(dtype), x.astype(dtype)
     axis = axis % x.ndim if x.ndim else 0
+    dim = 2 if x.ndim == 1 else axis + 1  # a vector is the host's row
     if zi is None:
-        return filter(b, a, x, _NONE, axis + 1)
+        return filter(b, a, x, _NONE, dim)
     zi = np.moveaxis(np.asarray(zi, dtype), axis, 0)
-    y, zf = filter(b, a, x, zi, axis + 1, nargout=2)
+    y, zf = filter(b, a, x, zi, dim, nargout=2)
     return y, da.moveaxis(zf.reshape(zi.shape), 0, axis)
 
 

@@ -43,7 +43,27 @@ def _threads_beside(shares):
 
 
 def task_threads(shares):
-    """The engine's threads for one task: the cores over the threads that run tasks beside it."""
+    """The engine's threads for a task run in this thread: the cores over the threads that run
+    tasks beside it.
+
+    Parameters
+    ----------
+    shares : dict or None
+        {worker address: threads of all workers on its host}, as made when the graph was built
+        from the default distributed client; None without one.
+
+    Returns
+    -------
+    int
+        At least 1: the cores of this host (its affinity) divided by the threads of the distributed
+        workers on it, by the threaded scheduler's pool, or by 1 on the calling thread.
+
+    Examples
+    --------
+    >>> import os, vlmathdsp.dask as vd
+    >>> vd.task_threads(None) == len(os.sched_getaffinity(0))  # the calling thread alone
+    True
+    """
     cores = len(os.sched_getaffinity(0))
     return max(1, min(MAX_THREADS, cores // max(1, _threads_beside(shares))))
 

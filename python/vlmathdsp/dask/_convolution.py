@@ -74,10 +74,11 @@ def conv2(*args):
         A, B = da.asarray(args[0]), np.asarray(args[1])
         kernel, rest, shape = B.shape, args[2:], (args[2] if len(args) > 2 else "full")
         operands = (B,)
+    small = np.zeros((1,) * max(A.ndim, 1), A.dtype)  # stands for A in calls that only check
     if len(rest) > 1 or A.ndim > 2 or any(np.ndim(o) > 2 for o in operands):
-        vm.conv2(*args)  # the engine names what is wrong
+        vm.conv2(*(operands + (small,) + tuple(rest) if separable else (small,) + operands + tuple(rest)))
+        raise ValueError("vlmathdsp.dask.conv2: A must have at most two dimensions")
     dtype = result_dtype(A.dtype, *(o.dtype for o in operands))
-    small = np.zeros((1,) * max(A.ndim, 1), A.dtype)
     mode = _mode(shape, lambda: vm.conv2(*(operands + (small,) if separable else (small,) + operands), shape))
 
     def call(a, m):

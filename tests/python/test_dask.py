@@ -78,6 +78,10 @@ def test_convolution_borders_and_large_kernels():
         same_bits(vm.conv2(u, v, A, mode), vd.conv2(u, v, da.from_array(A, (25, 60)), mode).compute(scheduler="sync"))
     x = rng.standard_normal(500)
     same_bits(vm.conv2(x, B[:, 0], "same"), vd.conv2(da.from_array(x, 64), B[:, 0], "same").compute(scheduler="sync"))
+    # Vectors: the engine's kernel for two vectors depends on their lengths, and a part must take the whole's.
+    for n, k, chunk in [(700000, 31, 90000), (600000, 200, 50000), (1000, 300, 128), (5000, 300, 700)]:
+        x, h = rng.standard_normal(n), rng.standard_normal(k)
+        same_bits(vm.conv2(x, h, "same"), vd.conv2(da.from_array(x, chunk), h, "same").compute(scheduler="sync"))
 
 
 def test_strided_convolution():

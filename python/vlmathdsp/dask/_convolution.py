@@ -4,7 +4,7 @@ import dask.array as da
 import numpy as np
 
 from .. import functions as vm
-from ._tasks import eager, host_dims, host_shape, result_dtype
+from ._tasks import eager, host_dims, host_shape, real_class, result_dtype
 from ._windows import Axis, cut_full, windowed
 
 _MODES = ("full", "same", "valid")
@@ -44,15 +44,53 @@ def _padded(A, kernel_shape):
     return A.reshape(shape + (1,) * (n - len(shape))), kernel + (1,) * (n - len(kernel))
 
 
-def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False):
+# conv2 of two vectors picks its kernel, and which operand leads, from their lengths: a dot form
+# for a short side of 256 to 512 and a long one up to 1024, a phased form (double) for a short
+# side up to 128 and a long one from 524288 on, else scaled runs led by the longer operand unless
+# the long side is past 262144 and 51 times the short one. A task's part must fall in the whole's.
+_DOT, _PHASED, _AXPY_LONG, _AXPY_RATIO = (256, 512, 1024), (128, 524288, 524288 + 33030145), 262144, 51
+
+
+def _vector_kind(m, k, double):
+    small, large = min(m, k), max(m, k)
+    if _DOT[0] <= small <= _DOT[1] and large <= _DOT[2]:
+        return "dot", m > k
+    if double and small <= _PHASED[0] and _PHASED[1] <= large < _PHASED[2]:
+        return "phased", m > k
+    if large <= _AXPY_LONG or large < _AXPY_RATIO * small:
+        return "axpy", m > k
+    return "axpy", m < k
+
+
+def _vector_least_read(m, k, double):
+    """The shortest part of a vector of m whose conv2 with k takes the whole vector's kernel, when
+    every part from it up to m does (lengths where the kind changes are the edges tried)."""
+    if m <= k + 1:
+        return m
+    edges = sorted({k + 1, _DOT[2] + 1, _AXPY_LONG + 1, _AXPY_RATIO * k, _PHASED[1], _PHASED[2], m})
+    edges = [e for e in edges if k + 1 <= e <= m]
+    want, least = _vector_kind(m, k, double), m
+    for e in reversed(edges):
+        if _vector_kind(e, k, double) != want:
+            break
+        least = e
+    return least
+
+
+def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False, vectors=None):
     """A convolved by a kernel of kernel_shape in mode: full_of(sub) is the engine's full result,
-    whole(a) its result in mode."""
+    whole(a) its result in mode; vectors, for conv2 of two vectors, whether both are double."""
     A = da.asarray(A)
     P, ks = _padded(A, kernel_shape)
     if P.size == 0 or 0 in ks:
         return eager(A, whole, dtype)
     # A task's part is never shorter than the kernel, which the engine would take as the image.
-    axes = [_axis(mode, m, k, max(k + 1, _long_run(m, k) if separable else 0)) for m, k in zip(P.shape, ks)]
+    least = [max(k + 1, _long_run(m, k) if separable else 0) for m, k in zip(P.shape, ks)]
+    long_axes = [d for d, (m, k) in enumerate(zip(P.shape, ks)) if m != 1 or k != 1]
+    if vectors is not None and P.ndim == 2 and len(long_axes) == 1:
+        d = long_axes[0]
+        least[d] = max(least[d], _vector_least_read(P.shape[d], ks[d], vectors))
+    axes = [_axis(mode, m, k, r) for m, k, r in zip(P.shape, ks, least)]
 
     def engine(sub, firsts, counts):
         full = np.asarray(full_of(sub)).reshape(tuple(s + k - 1 for s, k in zip(sub.shape, ks)))
@@ -84,8 +122,9 @@ def conv2(*args):
     def call(a, m):
         return vm.conv2(*(operands + (a, m) if separable else (a,) + operands + (m,)))
 
+    vectors = None if separable else real_class(A.dtype) == real_class(B.dtype) == np.float64
     return _convolve(A, kernel, mode, dtype, lambda a: call(a, "full"), lambda a: call(a, mode), A.ndim == 1,
-                     separable)
+                     separable, vectors)
 
 
 def convnc(A, B, shape):

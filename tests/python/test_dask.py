@@ -155,7 +155,7 @@ def test_fir_by_overlap(run):
         same_bits(want, got)
 
 
-def test_lfilter_and_ltitr():
+def test_lfilter_and_ltitr(run):
     b, a = scipy.signal.butter(3, 0.3)
     x = rng.standard_normal((6, 300)).astype(np.float32)
     zi = rng.standard_normal((6, 3))
@@ -174,8 +174,13 @@ def test_lfilter_and_ltitr():
 
     A = np.array([[0.9, 0.1, 0.0], [-0.2, 0.8, 0.1], [0.0, 0.3, 0.5]])
     B, U = rng.standard_normal((3, 2)), rng.standard_normal((1000, 2))
-    for chunks, x0 in [((97, 2), (np.array([1.0, -2.0, 0.5]),)), ((1, 2), ()), ((1000, 2), ())]:
-        same_bits(vm.ltitr(A, B, U, *x0), vd.ltitr(A, B, da.from_array(U, chunks), *x0).compute(scheduler="sync"))
+    cases = [(vm.ltitr(A, B, U, *x0), vd.ltitr(A, B, da.from_array(U, chunks), *x0))
+             for chunks, x0 in [((97, 2), (np.array([1.0, -2.0, 0.5]),)), ((1, 2), ()), ((1000, 2), ())]]
+    strided = vm.strided_convn(U, B.T, 3, "corr")
+    *got, got_strided = run(*[g for _, g in cases], vd.strided_convn(da.from_array(U, (97, 2)), B.T, 3, "corr"))
+    for (want, _), result in zip(cases, got):
+        same_bits(want, result)
+    np.testing.assert_allclose(got_strided, strided, rtol=1e-13, atol=1e-13)
 
 
 def test_transforms(run):

@@ -2,14 +2,9 @@
 transformed by vlmathdsp.dask on a local cluster of two worker processes."""
 
 import os
-import resource
 import time
 
 import numpy as np
-
-
-def _peak_rss():
-    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
 
 
 def cluster_workload(report, images=128, side=1024, per_chunk=2):
@@ -18,6 +13,7 @@ def cluster_workload(report, images=128, side=1024, per_chunk=2):
 
     import vlmathdsp as vm
     import vlmathdsp.dask as vd
+    from bench_dask import peak_rss
 
     limit = 768 * 2**20
     package = os.path.dirname(os.path.dirname(vm.__file__))
@@ -51,7 +47,7 @@ def cluster_workload(report, images=128, side=1024, per_chunk=2):
         start = time.perf_counter()
         mean_power = power.compute()
         seconds = time.perf_counter() - start
-        peaks = client.run(_peak_rss)
+        peaks = client.run(peak_rss)
         row, column = np.unravel_index(np.argmax(mean_power[:, 1:side // 2]), (side, side // 2 - 1))
         strongest = (row - side if row > side // 2 else row, column + 1)
         print(f"  {seconds:.1f} s; peak memory per worker {max(peaks.values()) / 2**20:.0f} MiB of {limit // 2**20} MiB; "

@@ -8,8 +8,8 @@ import threading
 import dask.array as da
 import numpy as np
 
-from .. import _vlmathdsp
 from ..host import MAX_THREADS
+from ..scipy._layout import threads
 
 
 def host_threads():
@@ -76,11 +76,8 @@ class Task:
         self.__signature__ = inspect.signature(fn)  # map_blocks looks for block_id in it
 
     def __call__(self, *args, **kwargs):
-        _vlmathdsp.set_thread_num_threads(task_threads(self.shares))
-        try:
+        with threads(task_threads(self.shares)):
             return self.fn(*args, **kwargs)
-        finally:
-            _vlmathdsp.set_thread_num_threads(0)
 
 
 def task(fn):

@@ -10,6 +10,7 @@ set(VLMATHDSP_SOURCES
   conv/batch_correlation.cpp
   conv/conv5d.cpp
   conv/strided_convn.cpp
+  conv/conv_part.cpp
   conv/strided_driver.cpp
   conv/kernels/dim_plan.cpp
   conv/parallel/workspace.cpp

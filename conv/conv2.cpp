@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "conv/conv2_paths.hpp"
+#include "conv/cores.hpp"
 #include "module/argument_helpers.hpp"
 #include "module/entries.hpp"
 #include "module/owned_array.hpp"
@@ -41,9 +42,10 @@ KindChoice chooseKind(vxClassID classA, vxClassID classB, bool oneDimensional, s
 
 }  // namespace
 
-vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape) {
+vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape, const vfl_conv::PartCall* part) {
     size_t mA = A->get_dimensions()[0], nA = vxGetN(A), mB = B->get_dimensions()[0], nB = vxGetN(B);
     vfl_conv::ConvWindow w = vfl_conv::makeWindow(shape, mA, nA, mB, nB);
+    if (part) w = {part->hi[0] - part->lo[0], part->hi[1] - part->lo[1], part->lo[0], part->hi[0] - 1, part->lo[1], part->hi[1] - 1};
     const vxClassID classA = classOf(A), classB = classOf(B);
     const vxClassID resultClass = classA == classB ? classA : VX_SINGLE_CLASS;
     if (vxIsEmpty(A) || vxIsEmpty(B) || w.outRows == 0 || w.outCols == 0)
@@ -58,12 +60,14 @@ vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape) {
         std::swap(mA, nA), std::swap(mB, nB);
         std::swap(w.rowStart, w.colStart), std::swap(w.rowEnd, w.colEnd);
     }
+    // A part decides as its whole does; its vectors are taken whole, as they are.
+    const bool whole2D = part && !oneDimensional;
 
     bool finiteA = false, finiteB = false;
     float densityA = 1.0f, densityB = 1.0f;
     if (!oneDimensional) {
-        finiteA = allFinite(A), finiteB = allFinite(B);
-        densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
+        finiteA = whole2D ? part->finite : allFinite(A), finiteB = allFinite(B);
+        densityA = whole2D ? part->density : nonZeroDensity(A), densityB = nonZeroDensity(B);
     }
     // The dense operand must be finite: a skipped zero tap would lose the NaN of 0 * Inf.
     const bool aSparse = densityB > densityA && densityA < kSparseDensity && finiteB;
@@ -72,7 +76,7 @@ vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape) {
         if (aSparse) vfl_conv::runConv2Path(vfl_conv::PATH_SPARSE_2D, Y, w, B, mB, nB, A, mA, nA, false);
         else vfl_conv::runConv2Path(vfl_conv::PATH_SPARSE_2D, Y, w, A, mA, nA, B, mB, nB, false);
     } else {
-        const KindChoice choice = chooseKind(classA, classB, oneDimensional, mA, mB);
+        const KindChoice choice = chooseKind(classA, classB, oneDimensional, whole2D ? part->wholeSize[0] : mA, mB);
         const vxArray* first = choice.aIsFirst ? A : B;
         const bool firstFinite = oneDimensional ? allFinite(first) : (choice.aIsFirst ? finiteA : finiteB);
         if (choice.aIsFirst)

@@ -17,11 +17,3 @@ void runConv2Path(ConvPath path, vxArray* result, const ConvWindow& window, cons
 vxArray* separableConv2(const vxArray* a, const vxArray* b, const vxArray* C, vlmathdsp::ShapeKind shape);
 
 }  // namespace vfl_conv
-
-namespace vlmathdsp {
-
-// conv2(A, B, shape) of two single or double arrays of at most two dimensions; also the
-// two-dimensional hand-off of convnc.
-vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape);
-
-}  // namespace vlmathdsp

@@ -34,10 +34,19 @@ vxArray* convolutionResult(const vxArray* A, const vxArray* B, const Sizes& size
     return vxCreateNumericArray(dims.size(), dims.data(), resultClass, complex ? vxCOMPLEX : vxREAL);
 }
 
-NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
-                       Strides& firstStride, Strides& secondStride) {
+namespace {
+
+// The loop order of a box (the new position's old dimension), its split dimensions as positions
+// in that order, and the split dimension's grain.
+struct BoxOrder {
+    std::vector<size_t> order, parallelDims;
+    uint64_t coarse;
+};
+
+BoxOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& firstSize) {
     const size_t n = rangeLo.size();
-    Sizes extent = extents(rangeLo, rangeHi);
+    const Sizes extent = extents(rangeLo, rangeHi);
+    const Strides outStride = columnMajorStrides(extent, 1), firstStride = columnMajorStrides(firstSize, 1);
     // The split dimension: the longest run of outputs and first operand, discounted by its stride.
     uint64_t maxExtent = 0;
     size_t split = 0;
@@ -49,38 +58,49 @@ NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& 
         if (d == 0 || r > best) split = d, best = r;
     }
     if (maxExtent < kShortExtent) split = 0;
-    const uint64_t coarse = outStride[split] == 1 ? kCoarseGrain : kStridedCoarseGrain;
-    auto grainOf = [&](size_t d) { return d == split ? coarse : kFineGrain; };
+    BoxOrder b;
+    b.coarse = outStride[split] == 1 ? kCoarseGrain : kStridedCoarseGrain;
+    auto grainOf = [&](size_t d) { return d == split ? b.coarse : kFineGrain; };
+    b.parallelDims = mostBlocks(n, [&](size_t d) { return (extent[d] - 1) / grainOf(d) + 1; });
+    b.order.resize(n);
+    for (size_t d = 0; d < n; ++d) b.order[d] = d;
+    if (maxExtent < kShortExtent) return b;
 
+    std::vector<size_t> sortedParallel(b.parallelDims);
+    std::sort(sortedParallel.begin(), sortedParallel.end());
+    b.order = {split};
+    for (size_t d : sortedParallel)
+        if (d != split) b.order.push_back(d);
+    std::vector<size_t> rest;
+    for (size_t d = 0; d < n; ++d)
+        if (d != split && std::find(sortedParallel.begin(), sortedParallel.end(), d) == sortedParallel.end())
+            rest.push_back(d);
+    std::stable_sort(rest.begin(), rest.end(), [&](size_t x, size_t y) { return extent[x] > extent[y]; });
+    b.order.insert(b.order.end(), rest.begin(), rest.end());
+    for (size_t& p : b.parallelDims) p = size_t(std::find(b.order.begin(), b.order.end(), p) - b.order.begin());
+    return b;
+}
+
+}  // namespace
+
+NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
+                       Strides& firstStride, Strides& secondStride, const OrderSource* source) {
+    const BoxOrder b = source ? chooseOrder(source->lo, source->hi, source->first) : chooseOrder(rangeLo, rangeHi, firstSize);
+    const std::vector<size_t>& order = b.order;
+    permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
+    permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order);
     NDSchedule s;
-    s.parallelDims = mostBlocks(n, [&](size_t d) { return (extent[d] - 1) / grainOf(d) + 1; });
-
-    if (maxExtent >= kShortExtent) {
-        std::vector<size_t> order{split};
-        std::vector<size_t> sortedParallel(s.parallelDims);
-        std::sort(sortedParallel.begin(), sortedParallel.end());
-        for (size_t d : sortedParallel)
-            if (d != split) order.push_back(d);
-        std::vector<size_t> rest;
-        for (size_t d = 0; d < n; ++d)
-            if (d != split && std::find(sortedParallel.begin(), sortedParallel.end(), d) == sortedParallel.end())
-                rest.push_back(d);
-        std::stable_sort(rest.begin(), rest.end(), [&](size_t a, size_t b) { return extent[a] > extent[b]; });
-        order.insert(order.end(), rest.begin(), rest.end());
-        for (size_t& p : s.parallelDims) p = size_t(std::find(order.begin(), order.end(), p) - order.begin());
-        permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
-        permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order);
-        permuteDims(extent, order);
-    }
-    s.grains = splitGrains(s.parallelDims, extent, coarse, kFineGrain);
+    s.parallelDims = b.parallelDims;
+    s.grains = splitGrains(s.parallelDims, extents(rangeLo, rangeHi), b.coarse, kFineGrain);
     return s;
 }
 
 void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
-                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse) {
+                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse, const OrderSource* source) {
     Strides outStride = columnMajorStrides(extents(rangeLo, rangeHi), 1);
     Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
-    const NDSchedule s = scheduleBox(rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride);
+    const NDSchedule s =
+        scheduleBox(rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride, source);
     const ConvFlags flags{uint8_t(!firstFinite), uint8_t(std::max(firstStride[0], outStride[0]) == 1)};
     if (!parallel::clampToFull(rangeLo, rangeHi, firstSize, secondSize)) return;
     const ConvGeometry g{rangeLo, rangeHi, firstSize, secondSize, outStride, firstStride, secondStride};

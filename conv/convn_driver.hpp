@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "conv/kernels/geometry.hpp"
+#include "conv/part.hpp"
 #include "module/host_interface.hpp"
 
 namespace vfl_conv {
@@ -24,14 +24,16 @@ struct NDSchedule {
 
 // Chooses the schedule of the box and permutes the vectors into its loop order: the split
 // dimension innermost (dimension 0), then the other parallel dimensions, then the rest by
-// falling extent. Strides are column-major from 1.
+// falling extent. Strides are column-major from 1. A source, when given, chooses the order and
+// the split dimensions in place of the box.
 NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
-                       Strides& firstStride, Strides& secondStride);
+                       Strides& firstStride, Strides& secondStride, const OrderSource* source = nullptr);
 
 // Adds the box [rangeLo, rangeHi) of first * second into `out` (zeroed, the box's shape). The
 // arrays are single or double, real or complex; `sparse` walks the non-zeros of `second`, which
-// needs a finite `first`.
+// needs a finite `first`. A source, when given, chooses the loop order (see scheduleBox).
 void convNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
-                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse);
+                  const vxArray* second, Sizes secondSize, bool firstFinite, bool sparse,
+                  const OrderSource* source = nullptr);
 
 }  // namespace vfl_conv

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "conv/conv2_paths.hpp"
+#include "conv/cores.hpp"
 #include "conv/convn_driver.hpp"
 #include "module/argument_helpers.hpp"
 #include "module/entries.hpp"
@@ -23,10 +24,15 @@ bool singleOrDouble(const vxArray* a) {
     return id == VX_SINGLE_CLASS || id == VX_DOUBLE_CLASS;
 }
 
-vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
+}  // namespace
+
+vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape, const vfl_conv::PartCall* part) {
     const size_t n = std::max(A->numDims, B->numDims);
-    if (n < 3) return conv2Core(A, B, shape);
-    Sizes firstSize = paddedSizes(A, n), secondSize = paddedSizes(B, n), outSize(n), rangeLo(n), rangeHi(n);
+    if (n < 3) return conv2Core(A, B, shape, part);
+    // A part: its whole's sizes give the box the loop order is chosen from; the part's own window
+    // is computed.
+    Sizes firstSize = part ? part->wholeSize : paddedSizes(A, n), secondSize = paddedSizes(B, n);
+    Sizes outSize(n), rangeLo(n), rangeHi(n);
     for (size_t d = 0; d < n; ++d) {
         const uint64_t a = firstSize[d], b = secondSize[d];
         if (shape == SHAPE_SAME) {
@@ -39,22 +45,23 @@ vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
             outSize[d] = a > t ? a - t : 0, rangeLo[d] = b - 1, rangeHi[d] = a;
         }
     }
+    Sizes wholeFirst = firstSize, wholeLo = rangeLo, wholeHi = rangeHi;
+    if (part) firstSize = paddedSizes(A, n), rangeLo = part->lo, rangeHi = part->hi, outSize = vfl_conv::extents(rangeLo, rangeHi);
     vxArray* Y = vfl_conv::convolutionResult(A, B, outSize);
     if (vfl_conv::nothingToCompute(A, B, outSize)) return Y;
 
     // Dimensions where both operands have length 1 describe nothing; at least two stay.
     size_t kept = 0;
     for (size_t d = 0; d < n; ++d) {
-        const bool drop = firstSize[d] == 1 && secondSize[d] == 1 && n - (d - kept) > 2;
+        const bool drop = wholeFirst[d] == 1 && secondSize[d] == 1 && n - (d - kept) > 2;
         if (drop) continue;
-        firstSize[kept] = firstSize[d], secondSize[kept] = secondSize[d];
-        rangeLo[kept] = rangeLo[d], rangeHi[kept] = rangeHi[d];
+        for (Sizes* v : {&firstSize, &secondSize, &rangeLo, &rangeHi, &wholeFirst, &wholeLo, &wholeHi}) (*v)[kept] = (*v)[d];
         ++kept;
     }
-    for (Sizes* v : {&firstSize, &secondSize, &rangeLo, &rangeHi}) v->resize(kept);
+    for (Sizes* v : {&firstSize, &secondSize, &rangeLo, &rangeHi, &wholeFirst, &wholeLo, &wholeHi}) v->resize(kept);
 
-    const float densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
-    const bool finiteA = allFinite(A), finiteB = allFinite(B);
+    const float densityA = part ? part->density : nonZeroDensity(A), densityB = nonZeroDensity(B);
+    const bool finiteA = part ? part->finite : allFinite(A), finiteB = allFinite(B);
     // The sparser operand goes second, its zeros skipped; the first must then be finite, since a
     // skipped zero would lose the NaN of 0 * Inf.
     bool sparse = false, keepOrder = true;
@@ -65,18 +72,18 @@ vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape) {
     }
     if (!sparse) {
         // Dense: the longer first dimension goes first; mixed classes put the single one first.
-        keepOrder = classOf(A) == classOf(B) ? secondSize[0] < firstSize[0] : classOf(B) == VX_DOUBLE_CLASS;
+        keepOrder = classOf(A) == classOf(B) ? secondSize[0] < wholeFirst[0] : classOf(B) == VX_DOUBLE_CLASS;
     }
     const vxArray* first = A;
     const vxArray* second = B;
     bool firstFinite = finiteA;
     if (!keepOrder) std::swap(first, second), std::swap(firstSize, secondSize), firstFinite = finiteB;
-    vfl_conv::convNDDriver(Y, rangeLo, rangeHi, first, firstSize, second, secondSize, firstFinite, sparse);
+    const vfl_conv::OrderSource source{wholeLo, wholeHi, keepOrder ? wholeFirst : firstSize};
+    vfl_conv::convNDDriver(Y, rangeLo, rangeHi, first, firstSize, second, secondSize, firstFinite, sparse,
+                           part ? &source : nullptr);
     vxFreeImagIfZero(Y);
     return Y;
 }
-
-}  // namespace
 
 void convncEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     checkArgumentCounts(nlhs, 1, nrhs, 3, 3);

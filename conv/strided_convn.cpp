@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "conv/convn_driver.hpp"
+#include "conv/cores.hpp"
 #include "conv/conv5d.hpp"
 #include "conv/kernels/strided_walk.hpp"
 #include "conv/strided_driver.hpp"
@@ -94,23 +95,32 @@ vxArray* reversed(const vxArray* B) {
     return R;
 }
 
+}  // namespace
+
 vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, const Sizes& rangeLo, Sizes rangeHi,
-                          bool isCorr) {
+                          bool isCorr, const vfl_conv::PartCall* part) {
     const size_t n = stride.size();
     Sizes sizeA = paddedSizes(A, n), sizeB = paddedSizes(B, n), outSize(n);
+    // A part: its whole's sizes and box choose; its own box is computed.
+    Sizes wholeA = part ? part->wholeSize : sizeA, wholeLo = part ? part->wholeLo : rangeLo;
+    Sizes wholeHi = part ? part->wholeHi : rangeHi;
     bool allUnit = true;
     for (size_t d = 0; d < n; ++d) {
         outSize[d] = vfl_conv::sampleCount(rangeLo[d], rangeHi[d], stride[d]);
-        if (outSize[d] == 1) stride[d] = 1, rangeHi[d] = rangeLo[d] + 1;  // one sample: any stride takes it
+        if (vfl_conv::sampleCount(wholeLo[d], wholeHi[d], stride[d]) == 1) {  // one sample: any stride takes it
+            outSize[d] = std::min<uint64_t>(outSize[d], 1);
+            stride[d] = 1, wholeHi[d] = wholeLo[d] + 1, rangeHi[d] = rangeLo[d] + outSize[d];
+        }
         allUnit = allUnit && stride[d] == 1;
     }
     if (vfl_conv::nothingToCompute(A, B, outSize)) return vfl_conv::convolutionResult(A, B, outSize);
-    const float densityA = nonZeroDensity(A), densityB = nonZeroDensity(B);
+    const float densityA = part ? part->density : nonZeroDensity(A), densityB = nonZeroDensity(B);
     bool sparse = false, secondIsB = false;
     if (densityB > densityA && densityA < kSparseDensity) sparse = allFinite(B);
-    else if (densityA >= densityB && densityB < kSparseDensity) sparse = allFinite(A), secondIsB = true;
+    else if (densityA >= densityB && densityB < kSparseDensity) sparse = part ? part->finite : allFinite(A), secondIsB = true;
     // Image batches against filter banks: matrix products, or runs per non-zero of the sparse one.
-    if (vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr)) {
+    if (vfl_conv::gemmEligible(A, B, wholeA, sizeB, wholeLo, wholeHi, stride, isCorr) &&
+        (!part || vfl_conv::gemmEligible(A, B, sizeA, sizeB, rangeLo, rangeHi, stride, isCorr))) {
         if (!sparse && allUnit) return vfl_conv::gemmConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi);
         if (!sparse) return vfl_conv::gemmConv5DStrided(A, sizeA, B, sizeB, rangeLo, rangeHi, stride);
         if (allUnit) return vfl_conv::axpyConv5D(A, sizeA, B, sizeB, rangeLo, rangeHi, secondIsB);
@@ -121,19 +131,22 @@ vxArray* stridedConvnCore(const vxArray* A, const vxArray* B, Sizes stride, cons
 
     if (!sparse) {
         const vxClassID ca = classOf(A), cb = classOf(B);
-        secondIsB = ca != cb ? cb == VX_DOUBLE_CLASS : sizeB[0] < sizeA[0];
+        secondIsB = ca != cb ? cb == VX_DOUBLE_CLASS : sizeB[0] < wholeA[0];
     }
     const vxArray* first = secondIsB ? A : B;
     const vxArray* second = secondIsB ? B : A;
     if (!secondIsB) std::swap(sizeA, sizeB);
-    const bool firstFinite = sparse || allFinite(first);
-    if (allUnit) vfl_conv::convNDDriver(Y.get(), rangeLo, rangeHi, first, sizeA, second, sizeB, firstFinite, sparse);
-    else vfl_conv::stridedNDDriver(Y.get(), rangeLo, rangeHi, first, sizeA, second, sizeB, stride, firstFinite, sparse);
+    const bool firstFinite = sparse || (secondIsB && part ? part->finite : allFinite(first));
+    const vfl_conv::OrderSource source{wholeLo, wholeHi, secondIsB ? wholeA : sizeA};
+    const vfl_conv::OrderSource* chooser = part ? &source : nullptr;
+    if (allUnit)
+        vfl_conv::convNDDriver(Y.get(), rangeLo, rangeHi, first, sizeA, second, sizeB, firstFinite, sparse, chooser);
+    else
+        vfl_conv::stridedNDDriver(Y.get(), rangeLo, rangeHi, first, sizeA, second, sizeB, stride, firstFinite, sparse,
+                                  chooser);
     vxFreeImagIfZero(Y.get());
     return Y.release();
 }
-
-}  // namespace
 
 void stridedConvnEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     checkArgumentCounts(nlhs, 1, nrhs, 2, 6);

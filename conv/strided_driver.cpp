@@ -24,16 +24,24 @@ constexpr uint64_t kFewSamples = 4;
 
 }  // namespace
 
-void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
-                     const vxArray* second, Sizes secondSize, Sizes stride, bool firstFinite, bool sparse) {
+namespace {
+
+// The loop order of a sampled box (the new position's old dimension; empty: as it is), its split
+// dimensions (by their old numbers) and the split dimension's grain.
+struct SampledOrder {
+    std::vector<size_t> order, parallelDims;
+    uint64_t coarse;
+};
+
+SampledOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& firstSize, const Sizes& stride,
+                         bool complex) {
     const size_t n = rangeLo.size();
-    const bool complex = vxIsComplexFlags(out);
     const uint64_t fine = n == 2 ? kPlaneFineGrain : kFineGrain;
-    uint64_t coarse = complex ? kComplexCoarseGrain : kCoarseGrain;
+    SampledOrder s;
+    s.coarse = complex ? kComplexCoarseGrain : kCoarseGrain;
     Sizes count(n);
     for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
-    Strides outStride = columnMajorStrides(count, 1);
-    Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
+    const Strides outStride = columnMajorStrides(count, 1), firstStride = columnMajorStrides(firstSize, 1);
 
     uint64_t maxExtent = 0, best = 0;
     size_t split = 0;
@@ -52,27 +60,45 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
         if (e / uint64_t(w) > best) split = d, best = e / uint64_t(w);
     }
     if (maxExtent <= kShortExtent) split = 0;
-    if (outStride[split] != 1) coarse /= kStridedOutputShrink;
+    if (outStride[split] != 1) s.coarse /= kStridedOutputShrink;
 
-    auto grainOf = [&](size_t d) { return d == split ? coarse : fine; };
-    std::vector<size_t> parallelDims =
-        mostBlocks(n, [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; });
-    std::sort(parallelDims.begin(), parallelDims.end());
+    auto grainOf = [&](size_t d) { return d == split ? s.coarse : fine; };
+    s.parallelDims = mostBlocks(n, [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; });
+    std::sort(s.parallelDims.begin(), s.parallelDims.end());
 
     if (maxExtent > (n == 2 ? kPlaneShortExtent : kShortExtent)) {
-        auto isParallel = [&](size_t d) { return std::find(parallelDims.begin(), parallelDims.end(), d) != parallelDims.end(); };
-        std::vector<size_t> order;
+        auto isParallel = [&](size_t d) { return std::find(s.parallelDims.begin(), s.parallelDims.end(), d) != s.parallelDims.end(); };
         for (size_t d = 0; d < n; ++d)
-            if (!isParallel(d) && count[d] > kFewSamples) order.push_back(d);
-        order.insert(order.end(), parallelDims.begin(), parallelDims.end());
+            if (!isParallel(d) && count[d] > kFewSamples) s.order.push_back(d);
+        s.order.insert(s.order.end(), s.parallelDims.begin(), s.parallelDims.end());
         for (size_t d = 0; d < n; ++d)
-            if (!isParallel(d) && count[d] <= kFewSamples) order.push_back(d);
+            if (!isParallel(d) && count[d] <= kFewSamples) s.order.push_back(d);
+    }
+    return s;
+}
+
+}  // namespace
+
+void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* first, Sizes firstSize,
+                     const vxArray* second, Sizes secondSize, Sizes stride, bool firstFinite, bool sparse,
+                     const OrderSource* source) {
+    const size_t n = rangeLo.size();
+    const bool complex = vxIsComplexFlags(out);
+    const SampledOrder chosen = source ? chooseOrder(source->lo, source->hi, source->first, stride, complex)
+                                       : chooseOrder(rangeLo, rangeHi, firstSize, stride, complex);
+    Sizes count(n);
+    for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
+    Strides outStride = columnMajorStrides(count, 1);
+    Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
+    if (!chosen.order.empty()) {
         // Entries of parallelDims keep their numbers: any output dimension may be split.
+        const std::vector<size_t>& order = chosen.order;
         permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
         permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order), permuteDims(stride, order);
         permuteDims(count, order);
     }
-    const std::vector<uint64_t> grains = splitGrains(parallelDims, count, coarse, fine);
+    const std::vector<size_t>& parallelDims = chosen.parallelDims;
+    const std::vector<uint64_t> grains = splitGrains(parallelDims, count, chosen.coarse, n == 2 ? kPlaneFineGrain : kFineGrain);
 
     const ConvFlags flags{uint8_t(!firstFinite),
                           uint8_t(firstStride[0] == 1 && outStride[0] == 1 && stride[0] == 1)};

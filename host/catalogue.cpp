@@ -37,6 +37,7 @@ const std::map<std::string, std::string>& catalogue() {
         {"VELTRA:conv2:inputTypeSeparable", "Inputs of the separable form must be numeric or logical."},
         {"VELTRA:conv2:ndArrayInput", "Inputs must be two-dimensional arrays."},
         {"VELTRA:conv2:unknownShapeParameter", "Shape must be 'full', 'same' or 'valid'."},
+        {"VELTRA:convPart:InvalidArgument", "convPart: {0}."},
         {"VELTRA:convnc:SparseInput", "convn does not accept sparse inputs."},
         {"VELTRA:convnc:UnsupportedDataType", "The shape must be 'same', 'full' or 'valid'."},
         {"VELTRA:convnc:inputType", "Inputs must be single or double."},

@@ -18,6 +18,7 @@ VLMATHDSP_BUILTIN(windowNormEntry);
 VLMATHDSP_BUILTIN(conv2Entry);
 VLMATHDSP_BUILTIN(convncEntry);
 VLMATHDSP_BUILTIN(stridedConvnEntry);
+VLMATHDSP_BUILTIN(convPartEntry);
 // Fourier.
 VLMATHDSP_BUILTIN(fftForwardEntry);
 VLMATHDSP_BUILTIN(fftInverseEntry);

@@ -31,7 +31,7 @@ void registerPackageFunctions() {
         {"vldct", dctEntry},   {"vlidct", idctEntry},   {"vldst", dstEntry},   {"vlidst", idstEntry},
         {"vldctn", dctnEntry}, {"vlidctn", idctnEntry}, {"vldstn", dstnEntry}, {"vlidstn", idstnEntry},
     };
-    static const PackageFunction strided[] = {{"stridedConvn", stridedConvnEntry}};
+    static const PackageFunction strided[] = {{"stridedConvn", stridedConvnEntry}, {"convPart", convPartEntry}};
 
     addFunctions(versionPlugins, std::begin(version), std::end(version));
     addFunctions(transform, std::begin(transforms), std::end(transforms));

@@ -85,17 +85,43 @@ def test_convolution_borders_and_large_kernels():
 
 
 def test_strided_convolution():
-    """Samples of the full result per output chunk: the same elements (their last bits may differ
-    where a chunk's extents change the order the engine walks the kernel in)."""
+    """Samples of the full result per output chunk, with the whole array's loop order and path."""
     A, B = rng.standard_normal((40, 33, 12)), rng.standard_normal((3, 4, 5))
-    for args in [(), (2,), ([2, 3, 1],), (2, [3, 2, 4], [40, 30, 14]), (3, "corr"), (1, 5, 20)]:
-        want = vm.strided_convn(A, B, *args)
-        for chunks in [(7, 9, 5), (3, 3, 3)]:
-            got = vd.strided_convn(da.from_array(A, chunks), B, *args).compute(scheduler="sync")
-            assert got.shape == want.shape and got.dtype == want.dtype
-            np.testing.assert_allclose(got, want, rtol=1e-13, atol=1e-13)
+    S = A * (rng.random(A.shape) < np.linspace(0.05, 1, 40)[:, None, None])  # sparse rows, dense rows
+    for X in (A, S):
+        for args in [(), (2,), ([2, 3, 1],), (2, [3, 2, 4], [40, 30, 14]), (3, "corr"), (1, 5, 20)]:
+            want = vm.strided_convn(X, B, *args)
+            for chunks in [(7, 9, 5), (3, 3, 3)]:
+                same_bits(want, vd.strided_convn(da.from_array(X, chunks), B, *args).compute(scheduler="sync"))
     x = rng.standard_normal(1000)
     same_bits(vm.strided_convn(x, np.ones(5), 3), vd.strided_convn(da.from_array(x, 77), np.ones(5), 3).compute())
+    # A batch of images against a bank of filters, correlated: matrix products on one machine.
+    images, bank = rng.standard_normal((20, 18, 3, 1, 4)), rng.standard_normal((3, 3, 3, 5))
+    for args in [(1, "corr"), ([2, 2, 1, 1, 1], [1, 1, 3, 1, 1], [22, 20, 3, 5, 4], "corr")]:
+        same_bits(vm.strided_convn(images, bank, *args),
+                  vd.strided_convn(da.from_array(images, (7, 6, 3, 1, 2)), bank, *args).compute(scheduler="sync"))
+
+
+def test_convolution_paths_follow_the_whole_array():
+    """Chunks denser or sparser than the whole, chunks whose extents would order the engine's loops
+    otherwise: each task takes the whole array's path, operand order and loop order."""
+    for trial in range(24):
+        nd = trial % 3 + 2
+        shape = tuple(int(m) for m in rng.integers(8, 30, nd))
+        A = rng.standard_normal(shape) * (rng.random(shape) < (0.1 if trial % 2 else 2))
+        half = shape[0] // 2
+        A[:half] *= rng.random((half,) + shape[1:]) < 0.9  # dense chunks in a sparse whole, or the reverse
+        if trial % 5 == 0:
+            A = A.astype(np.float32)
+        B = rng.standard_normal(tuple(int(k) for k in rng.integers(1, 6, nd)))
+        if trial % 4 == 1:
+            B *= rng.random(B.shape) < 0.2
+        if trial % 6 == 3:
+            A[half, 0] = np.inf
+        chunks = tuple(max(2, m // 3) for m in shape)
+        f, g = (vm.conv2, vd.conv2) if nd == 2 else (vm.convn, vd.convn)
+        for mode in ("full", "same", "valid"):
+            same_bits(f(A, B, mode), g(da.from_array(A, chunks), B, mode).compute(scheduler="sync"))
 
 
 def _filters():
@@ -180,7 +206,7 @@ def test_lfilter_and_ltitr(run):
     *got, got_strided = run(*[g for _, g in cases], vd.strided_convn(da.from_array(U, (97, 2)), B.T, 3, "corr"))
     for (want, _), result in zip(cases, got):
         same_bits(want, result)
-    np.testing.assert_allclose(got_strided, strided, rtol=1e-13, atol=1e-13)
+    same_bits(strided, got_strided)
 
 
 def test_transforms(run):

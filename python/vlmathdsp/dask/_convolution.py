@@ -1,9 +1,11 @@
 """conv2, convn, convnc and strided_convn over a chunked first operand."""
 
+import dask
 import dask.array as da
 import numpy as np
 
 from .. import functions as vm
+from ..host import call_function
 from ._tasks import eager, host_dims, host_shape, real_class, result_dtype
 from ._windows import Axis, cut_full, windowed
 
@@ -77,9 +79,33 @@ def _vector_least_read(m, k, double):
     return least
 
 
-def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False, vectors=None):
+# A part of the first operand is convolved with the whole's sizes and facts given, which choose
+# the engine's path, operand order and loop order: the part's window then has the whole's bits.
+_PART = "veltra.internal.math.convPart"
+
+
+def _working(a):
+    """An operand in the engine's classes (single or double, real or complex), as it converts."""
+    a = np.asarray(a)
+    return a if a.dtype in (np.float32, np.float64, np.complex64, np.complex128) else a.astype(np.float64)
+
+
+def _facts(A):
+    """What the engine's choice of path reads of the whole first operand: its count of non-zero
+    elements and whether all are finite. One pass over A, made at once."""
+    nonzeros, finite = dask.compute(da.count_nonzero(A), da.isfinite(A).all())
+    return float(nonzeros), float(bool(finite))
+
+
+def _vec(values):
+    return np.asarray(values, dtype=np.float64).reshape(1, -1)
+
+
+def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False, vectors=None, part=None):
     """A convolved by a kernel of kernel_shape in mode: full_of(sub) is the engine's full result,
-    whole(a) its result in mode; vectors, for conv2 of two vectors, whether both are double."""
+    whole(a) its result in mode, part(sub, size, facts, lo, hi) the window [lo, hi) of a part's full
+    result given the whole's size and facts; vectors, for conv2 of two vectors, whether both are
+    double."""
     A = da.asarray(A)
     P, ks = _padded(A, kernel_shape)
     if P.size == 0 or 0 in ks:
@@ -87,12 +113,17 @@ def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=Fa
     # A task's part is never shorter than the kernel, which the engine would take as the image.
     least = [max(k + 1, _long_run(m, k) if separable else 0) for m, k in zip(P.shape, ks)]
     long_axes = [d for d, (m, k) in enumerate(zip(P.shape, ks)) if m != 1 or k != 1]
-    if vectors is not None and P.ndim == 2 and len(long_axes) == 1:
+    matrix_vectors = P.ndim == 2 and len(long_axes) == 1
+    if vectors is not None and matrix_vectors:
         d = long_axes[0]
         least[d] = max(least[d], _vector_least_read(P.shape[d], ks[d], vectors))
     axes = [_axis(mode, m, k, r) for m, k, r in zip(P.shape, ks, least)]
+    # Two vectors take their kernel from their lengths alone, which the least read keeps.
+    facts = None if part is None or matrix_vectors else _facts(P)
 
     def engine(sub, firsts, counts):
+        if facts is not None:
+            return part(sub, P.shape, facts, firsts, [f + c for f, c in zip(firsts, counts)])
         full = np.asarray(full_of(sub)).reshape(tuple(s + k - 1 for s, k in zip(sub.shape, ks)))
         return cut_full(full, firsts, counts)
 
@@ -123,8 +154,15 @@ def conv2(*args):
         return vm.conv2(*(operands + (a, m) if separable else (a,) + operands + (m,)))
 
     vectors = None if separable else real_class(A.dtype) == real_class(B.dtype) == np.float64
+    part = None if separable else _part_of("conv2", _working(B), mode)
     return _convolve(A, kernel, mode, dtype, lambda a: call(a, "full"), lambda a: call(a, mode), A.ndim == 1,
-                     separable, vectors)
+                     separable, vectors, part)
+
+
+def _part_of(name, B, mode):
+    def part(sub, size, facts, lo, hi):
+        return call_function(_PART, name, _working(sub), B, mode, _vec(size), *facts, _vec(lo), _vec(hi))
+    return part
 
 
 def convnc(A, B, shape):
@@ -132,8 +170,9 @@ def convnc(A, B, shape):
     A, B = da.asarray(A), np.asarray(B)
     dtype = result_dtype(A.dtype, B.dtype)
     mode = _mode(shape, lambda: vm.convnc(np.zeros((1,) * max(A.ndim, 1), A.dtype), B, shape))
+    vectors = real_class(A.dtype) == real_class(B.dtype) == np.float64
     return _convolve(A, B.shape, mode, dtype, lambda a: vm.convnc(a, B, "full"), lambda a: vm.convnc(a, B, mode),
-                     A.ndim == 1)
+                     A.ndim == 1, vectors=vectors, part=_part_of("convnc", B, mode))
 
 
 def convn(A, B, shape="full"):
@@ -173,11 +212,19 @@ def strided_convn(A, B, *args):
         return eager(A, lambda a: vm.strided_convn(a, B, *args), dtype)  # the engine decides
     counts = [max((e - s) // t + 1, 0) for s, e, t in zip(start, end, stride)]
     axes = [Axis(m, k, s - 1, n, t, k + 1) for m, k, s, n, t in zip(P.shape, ks, start, counts, stride)]
+    if 0 in counts:
+        return eager(A, lambda a: vm.strided_convn(a, B, *args), dtype)
+    facts, Bw = _facts(P), _working(B)
+    is_corr = float(bool(options) and options[0][:3].lower() == "cor")
+
+    def box(firsts, shape):
+        return _vec(firsts), _vec([f + (c - 1) * t + 1 for f, c, t in zip(firsts, shape, stride)])
+
+    whole = box([s - 1 for s in start], counts)
 
     def engine(sub, firsts, shape):
-        first = [f + 1 for f in firsts]
-        last = [f + (c - 1) * t for f, c, t in zip(first, shape, stride)]
-        return vm.strided_convn(sub, B, stride, first, last, *options)
+        return call_function(_PART, "strided", _working(sub), Bw, _vec(stride), _vec(P.shape), *facts,
+                             *box(firsts, shape), *whole, is_corr)
 
     out = windowed(P, axes, dtype, engine, keep_chunks=False)
     return out.reshape(host_shape(out.shape, A.ndim == 1))

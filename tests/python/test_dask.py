@@ -82,6 +82,7 @@ def test_convolution_borders_and_large_kernels():
     for n, k, chunk in [(700000, 31, 90000), (600000, 200, 50000), (1000, 300, 128), (5000, 300, 700)]:
         x, h = rng.standard_normal(n), rng.standard_normal(k)
         same_bits(vm.conv2(x, h, "same"), vd.conv2(da.from_array(x, chunk), h, "same").compute(scheduler="sync"))
+        same_bits(vm.convn(x, h, "full"), vd.convn(da.from_array(x, chunk), h, "full").compute(scheduler="sync"))
 
 
 def test_strided_convolution():

@@ -3,12 +3,14 @@ functions, with a dask.array in place of the array operated on (kernels, coeffic
 initial conditions stay NumPy arrays). Graphs run on any scheduler: threads, a local cluster of
 processes, a remote cluster.
 
-Results equal the one machine's bit for bit: convolutions overlap chunks by the kernel's extent
-and keep the whole array's borders; filter, lfilter and ltitr hand each chunk's state to the
-next along the filtered axis, in parallel across the other axes; transforms gather their axis in
-one chunk, N-dimensional ones pass along each axis in turn. Two differences: a result is complex
-whenever the one machine's could be (its chunks cannot agree to drop an all-zero imaginary
-part), and an empty operand is computed at once.
+Results equal the one machine's bit for bit: convolutions overlap chunks by the kernel's extent,
+keep the whole array's borders, and take the whole array's path and loop order (its count of
+non-zeros and finiteness are read in one pass when the call is made); filter, lfilter and ltitr
+hand each chunk's state to the next along the filtered axis, in parallel across the other axes;
+1-d transforms gather their axis in one chunk. The differences: N-dimensional transforms pass
+along each axis in turn and may differ from the one machine's in the last bits; a result is
+complex whenever the one machine's could be (its chunks cannot agree to drop an all-zero
+imaginary part); an empty operand is computed at once.
 
 Each task runs the engine on the cores of its host divided by the threads running tasks there
 (all workers of a distributed client on that host, the pool of the threaded scheduler), set for

@@ -32,8 +32,10 @@ double scalar(const vxArray* a, const char* what) {
     return vxGetScalar(a);
 }
 
-// The whole numbers of a double vector of at least n elements; those past n must equal `beyond`
-// (the dimensions past both operands'), and are dropped.
+// The whole numbers of a double vector of at least n elements; those past n (the dimensions past
+// both operands') must equal `beyond` unless it is kAny, and are dropped.
+constexpr uint64_t kAny = ~uint64_t(0);
+
 Sizes wholeNumbers(const vxArray* a, size_t n, uint64_t beyond, const char* what) {
     if (classOf(a) != VX_DOUBLE_CLASS || vxIsComplexFlags(a) || a->get_number_of_elements() < n) bad(what);
     const double* v = static_cast<const double*>(a->data);
@@ -41,7 +43,7 @@ Sizes wholeNumbers(const vxArray* a, size_t n, uint64_t beyond, const char* what
     for (size_t i = 0; i < out.size(); ++i) {
         if (!(v[i] >= 0) || v[i] >= 9.0e15 || v[i] != double(uint64_t(v[i]))) bad(what);
         out[i] = uint64_t(v[i]);
-        if (i >= n && out[i] != beyond) bad(what);
+        if (i >= n && beyond != kAny && out[i] != beyond) bad(what);
     }
     out.resize(n);
     return out;
@@ -84,7 +86,7 @@ void convPartEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
         plhs[0] = conv2 ? conv2Core(A, B, shape, &part) : convncCore(A, B, shape, &part);
         return;
     }
-    Sizes stride = wholeNumbers(prhs[3], n, 1, "stride");
+    Sizes stride = wholeNumbers(prhs[3], n, kAny, "stride");
     for (uint64_t s : stride)
         if (s == 0) bad("stride");
     part.wholeLo = wholeNumbers(prhs[9], n, 0, "wholeLo"), part.wholeHi = wholeNumbers(prhs[10], n, 1, "wholeHi");

@@ -85,7 +85,8 @@ BoxOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& fi
 
 NDSchedule scheduleBox(Sizes& rangeLo, Sizes& rangeHi, Sizes& firstSize, Sizes& secondSize, Strides& outStride,
                        Strides& firstStride, Strides& secondStride, const OrderSource* source) {
-    const BoxOrder b = source ? chooseOrder(source->lo, source->hi, source->first) : chooseOrder(rangeLo, rangeHi, firstSize);
+    BoxOrder b = chooseOrder(rangeLo, rangeHi, firstSize);
+    if (source) followSummingOrder(b.order, chooseOrder(source->lo, source->hi, source->first).order, firstSize, secondSize);
     const std::vector<size_t>& order = b.order;
     permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
     permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order);

@@ -84,8 +84,14 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
                      const OrderSource* source) {
     const size_t n = rangeLo.size();
     const bool complex = vxIsComplexFlags(out);
-    const SampledOrder chosen = source ? chooseOrder(source->lo, source->hi, source->first, stride, complex)
-                                       : chooseOrder(rangeLo, rangeHi, firstSize, stride, complex);
+    SampledOrder chosen = chooseOrder(rangeLo, rangeHi, firstSize, stride, complex);
+    if (source) {
+        SampledOrder whole = chooseOrder(source->lo, source->hi, source->first, stride, complex);
+        for (SampledOrder* o : {&chosen, &whole})
+            if (o->order.empty())
+                for (size_t d = 0; d < n; ++d) o->order.push_back(d);
+        followSummingOrder(chosen.order, whole.order, firstSize, secondSize);
+    }
     Sizes count(n);
     for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
     Strides outStride = columnMajorStrides(count, 1);

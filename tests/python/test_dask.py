@@ -123,6 +123,17 @@ def test_convolution_paths_follow_the_whole_array():
         f, g = (vm.conv2, vd.conv2) if nd == 2 else (vm.convn, vd.convn)
         for mode in ("full", "same", "valid"):
             same_bits(f(A, B, mode), g(da.from_array(A, chunks), B, mode).compute(scheduler="sync"))
+    # Kernels of length 1 along some dimensions: a part orders those loops as suits it.
+    for trial in range(40):
+        nd = int(rng.integers(3, 5))
+        shape = tuple(int(m) for m in rng.integers(1, 40, nd))
+        A = rng.standard_normal(shape) * (rng.random(shape) < (0.15 if trial % 3 == 0 else 2))
+        B = rng.standard_normal(tuple(int(k) if rng.random() < 0.6 else 1 for k in rng.integers(2, 6, nd)))
+        chunks = tuple(int(c) for c in rng.integers(1, 20, nd))
+        mode, stride = ("full", "same", "valid")[trial % 3], [int(t) for t in rng.integers(1, 4, nd)]
+        same_bits(vm.convn(A, B, mode), vd.convn(da.from_array(A, chunks), B, mode).compute(scheduler="sync"))
+        same_bits(vm.strided_convn(A, B, stride, "corr"),
+                  vd.strided_convn(da.from_array(A, chunks), B, stride, "corr").compute(scheduler="sync"))
 
 
 def _filters():

@@ -126,13 +126,37 @@ Argument stringArrayToHost(const py::handle& value) {
 
 }  // namespace
 
-Argument toHost(const py::handle& value) {
-    if (value.is_none()) return {vlhost::createNumeric({0, 0}, VX_DOUBLE_CLASS, false), false};
-    if (py::isinstance<py::str>(value)) return {vlhost::createChar(toUtf16(py::str(value))), false};
-    if (py::hasattr(value, "_vlmathdsp_string_array")) return stringArrayToHost(value);
-    if (isSparse(value)) return sparseToHost(value);
+// Whether value's type marks it as a string array; looked up without raising when it is not.
+bool isStringArray(const py::handle& value) {
+    static PyObject* name = PyUnicode_InternFromString("_vlmathdsp_string_array");
+    return _PyType_Lookup(Py_TYPE(value.ptr()), name) != nullptr;
+}
 
-    py::array a = numpy().attr("asarray")(value);
+Argument toHost(const py::handle& value) {
+    // An ndarray, the common case, goes straight to its buffer.
+    const bool ndarray = py::isinstance<py::array>(value);
+    if (!ndarray && PyFloat_CheckExact(value.ptr())) {  // a Python number: the scalar NumPy makes of it
+        vxArray* a = vlhost::createNumeric({1, 1}, VX_DOUBLE_CLASS, false);
+        *static_cast<double*>(a->data) = PyFloat_AS_DOUBLE(value.ptr());
+        return {a, false};
+    }
+    if (!ndarray && PyLong_CheckExact(value.ptr())) {
+        int overflow = 0;
+        const long long v = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
+        if (!overflow && !(v == -1 && PyErr_Occurred())) {
+            vxArray* a = vlhost::createNumeric({1, 1}, VX_INT64_CLASS, false);
+            *static_cast<int64_t*>(a->data) = int64_t(v);
+            return {a, false};
+        }
+        PyErr_Clear();  // beyond int64: NumPy decides
+    }
+    if (!ndarray) {
+        if (value.is_none()) return {vlhost::createNumeric({0, 0}, VX_DOUBLE_CLASS, false), false};
+        if (py::isinstance<py::str>(value)) return {vlhost::createChar(toUtf16(py::str(value))), false};
+        if (isStringArray(value)) return stringArrayToHost(value);
+        if (isSparse(value)) return sparseToHost(value);
+    }
+    py::array a = ndarray ? py::reinterpret_borrow<py::array>(value) : py::array(numpy().attr("asarray")(value));
     vxClassID id;
     bool complex;
     if (!classOfDtype(a.dtype(), id, complex))

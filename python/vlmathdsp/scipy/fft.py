@@ -110,7 +110,19 @@ def _symmetric_inverse(x, n, axis):
     return run_along(x, [n], [axis], None, lambda r, m, dim: vm.ifft(r, m, dim, "symmetric"))
 
 
+# Small calls: a native 1-d array at the library's thread setting, unscaled forward or
+# backward-scaled inverse, goes straight to the engine's slot (the same plan as the general path).
+_DIRECT = {np.dtype(t): np.dtype(complex_dtype(t)) for t in (np.float32, np.float64, np.complex64, np.complex128)}
+
+
 def _fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None, forward=True):
+    if (type(x) is np.ndarray and x.ndim == 1 and x.shape[0] and (axis == -1 or axis == 0) and workers is None
+            and plan is None and (norm is None or norm == "backward")):
+        want = _DIRECT.get(x.dtype)
+        m = x.shape[0] if n is None or want is None else operator.index(n)
+        if want is not None and m >= 1:
+            r = _vlmathdsp.call_slot(4 if forward else 5, (x,) if m == x.shape[0] else (x, m), 1, 0)
+            return r if r.dtype == want else r.astype(want)
     x = _array(x, plan)
     axis = axis_index(axis, x.ndim)
     n = _length(n, x.shape[axis])

@@ -38,6 +38,12 @@ def test_shapes_follow_the_host_rules():
     assert echo(np.ones((2, 3, 1, 1))).shape == (2, 3), "trailing singletons go"
     assert echo(None).shape == (0, 0)
     assert echo(np.ones((2, 1, 3))).shape == (2, 1, 3)
+    # Python numbers take NumPy's classes without NumPy: float as double, int as int64, bool as
+    # logical; an int past int64 is NumPy's to place.
+    for value, dtype in [(2.5, np.float64), (-7, np.int64), (2**63 - 1, np.int64), (True, np.bool_),
+                         (2**63, np.uint64), (1.5 + 2j, np.complex128)]:
+        y = echo(value)
+        assert y.shape == (1, 1) and y.dtype == dtype and y[0, 0] == value
 
 
 def test_fortran_arrays_enter_without_a_copy_and_others_are_copied_once():

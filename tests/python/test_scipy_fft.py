@@ -73,6 +73,23 @@ def test_results_do_not_depend_on_memory_order_or_threads(threads):
         np.testing.assert_array_equal(a, b)
 
 
+def test_small_vectors_take_the_direct_call_with_the_same_bits():
+    """A 1-d array at the library's setting goes straight to the engine; the general path (a row
+    of a matrix, or workers given) gives the same bits, and SciPy the same values."""
+    rng = np.random.default_rng(5)
+    for dtype in (np.complex128, np.complex64, np.float64, np.float32):
+        for size in (1, 7, 64, 1000):
+            x = rng.standard_normal(size).astype(dtype)
+            for name in ("fft", "ifft"):
+                f = getattr(ours, name)
+                for n in (None, 5, 64, size + 3):
+                    got = f(x, n)
+                    np.testing.assert_array_equal(got, f(x[None], n)[0])
+                    np.testing.assert_array_equal(got, f(x, n, workers=1))
+                    want = getattr(scipy.fft, name)(x, n)
+                    same(got, want, want.size)
+
+
 def test_workers_hold_for_the_call_and_the_calling_thread_only(threads):
     threads(2)
     seen = []

@@ -95,4 +95,9 @@ HostArray* makeHandle(std::vector<size_t> dims, vxClassID id, Kind kind, uint32_
 // Gives an array its own copy of its data if the block is shared.
 void makeUnique(HostArray* a);
 
+// Copies the elements of a strided array of `dims` (strides in elements, from src) into
+// column-major order at dst: tiles where the layouts cross, in parallel on the host's threads.
+void copyToColumnMajor(const void* src, void* dst, size_t elementBytes, const std::vector<size_t>& dims,
+                       const std::vector<size_t>& strides);
+
 }  // namespace vlhost::detail

@@ -241,6 +241,15 @@ vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool compl
     });
 }
 
+vxArray* createStridedCopy(const std::vector<size_t>& dims, vxClassID id, bool complex, const void* data,
+                           const std::vector<size_t>& strides) {
+    return translated([&]() -> vxArray* {
+        HostArray* a = makeNumeric(dims, id, complex, false);
+        copyToColumnMajor(data, a->data, classElementBytes(id) * (complex ? 2 : 1), dims, strides);
+        return untracked(a);
+    });
+}
+
 vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
                      void (*release)(void*), void* context) {
     return translated([&]() -> vxArray* {

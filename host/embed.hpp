@@ -107,6 +107,9 @@ vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool compl
 // handle on it goes.
 vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
                      void (*release)(void* context), void* context);
+// A column-major copy of a strided array (strides in elements, none negative), made in parallel.
+vxArray* createStridedCopy(const std::vector<size_t>& dims, vxClassID id, bool complex, const void* data,
+                           const std::vector<size_t>& strides);
 vxArray* createChar(const std::u16string& text);  // 1-by-n, 0-by-0 when empty
 vxArray* createCharArray(const std::vector<size_t>& dims, const std::u16string& data);
 vxArray* createStringArray(const std::vector<size_t>& dims, const std::vector<std::optional<std::u16string>>& values);

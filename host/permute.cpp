@@ -14,6 +14,7 @@
 #include "host/call_frame.hpp"
 #include "host/embed.hpp"
 #include "host/errors.hpp"
+#include "host/threads.hpp"
 
 namespace vlhost::detail {
 
@@ -177,6 +178,28 @@ void permuteBytes(const void* src, void* dst, size_t elemBytes, const std::vecto
         std::memcpy(static_cast<char*>(dst) + i * elemBytes, static_cast<const char*>(src) + source[i] * elemBytes,
                     elemBytes);
 }
+
+}  // namespace
+
+void copyToColumnMajor(const void* src, void* dst, size_t elementBytes, const std::vector<size_t>& dims,
+                       const std::vector<size_t>& strides) {
+    std::vector<Axis> axes;
+    size_t outStride = 1;
+    for (size_t j = 0; j < dims.size(); ++j) {
+        if (dims[j] == 0) return;
+        if (dims[j] != 1) {
+            if (!axes.empty() && axes.back().in * axes.back().size == strides[j] &&
+                axes.back().out * axes.back().size == outStride)
+                axes.back().size *= dims[j];
+            else
+                axes.push_back({dims[j], strides[j], outStride});
+        }
+        outStride *= dims[j];
+    }
+    callArena().execute([&] { permuteBytes(src, dst, elementBytes, axes, outStride); });
+}
+
+namespace {
 
 // The order argument as zero-based dimensions, checked to be a permutation of 0..k-1, k >= ndims.
 std::vector<size_t> readOrder(const vxArray* orderArray, size_t ndims) {

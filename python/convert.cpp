@@ -5,6 +5,7 @@
 #include <pybind11/stl.h>
 
 #include <cstring>
+#include <map>
 
 namespace vlpy {
 
@@ -45,7 +46,7 @@ bool classOfDtype(const py::dtype& dt, vxClassID& id, bool& complex) {
     }
 }
 
-py::dtype dtypeOfClass(vxClassID id, bool complex) {
+py::dtype dtypeNamed(vxClassID id, bool complex) {
     const char* name = nullptr;
     switch (id) {
         case VX_DOUBLE_CLASS: name = complex ? "complex128" : "float64"; break;
@@ -63,6 +64,14 @@ py::dtype dtypeOfClass(vxClassID id, bool complex) {
         default: throw std::runtime_error("no NumPy dtype for this class");
     }
     return py::dtype(name);
+}
+
+// Made once per class, and never released (see numpy()).
+py::dtype dtypeOfClass(vxClassID id, bool complex) {
+    static std::map<std::pair<int, bool>, PyObject*>* made = new std::map<std::pair<int, bool>, PyObject*>;
+    PyObject*& d = (*made)[{int(id), complex}];
+    if (!d) d = dtypeNamed(id, complex).release().ptr();
+    return py::reinterpret_borrow<py::dtype>(d);
 }
 
 void releasePyObject(void* object) {
@@ -170,7 +179,27 @@ Argument toHost(const py::handle& value) {
     const bool reusable = (flags & py::detail::npy_api::NPY_ARRAY_F_CONTIGUOUS_) &&
                           (flags & py::detail::npy_api::NPY_ARRAY_ALIGNED_) &&
                           !(a.dtype().byteorder() == '>');
-    if (!reusable) a = numpy().attr("array")(a, py::arg("order") = "F", py::arg("dtype") = a.dtype().attr("newbyteorder")("="));
+    if (!reusable) {
+        // One column-major copy, tiled and parallel, without the GIL; odd layouts go through NumPy.
+        std::vector<size_t> strides;
+        const py::ssize_t item = a.itemsize();
+        bool plain = (flags & py::detail::npy_api::NPY_ARRAY_ALIGNED_) && a.dtype().byteorder() != '>' && a.ndim() > 0;
+        for (py::ssize_t d = 0; plain && d < a.ndim(); ++d) {
+            const py::ssize_t s = a.strides(d);
+            plain = s >= 0 && s % item == 0;
+            strides.push_back(size_t(s / item));
+        }
+        if (plain && a.ndim() == 1) strides.insert(strides.begin(), 0);  // the host's row: 1 x n
+        if (plain) {
+            vxArray* copy;
+            {
+                py::gil_scoped_release nogil;
+                copy = vlhost::createStridedCopy(dims, id, complex, a.data(), strides);
+            }
+            return {copy, a.ndim() == 1};
+        }
+        a = numpy().attr("array")(a, py::arg("order") = "F", py::arg("dtype") = a.dtype().attr("newbyteorder")("="));
+    }
     PyObject* owner = a.ptr();
     Py_INCREF(owner);
     return {vlhost::wrapNumeric(dims, id, complex, const_cast<void*>(a.data()), releasePyObject, owner), a.ndim() == 1};

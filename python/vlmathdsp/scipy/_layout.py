@@ -15,13 +15,13 @@ class Unsupported(Exception):
 
 
 class HostView:
-    """x as a column-major host array: a C-ordered array read as its transpose, so that NumPy axis
-    a is host dimension ndim - a. Other orders are made C-ordered first, so that a result never
-    depends on the input's memory order (the order of the passes follows it). A vector is a column."""
+    """x as a column-major host array: x read as its transpose, so that NumPy axis a is host
+    dimension ndim - a. A C-ordered array enters as it is; another order is copied by the binding
+    into the layout a C-ordered one has (one tiled copy, in parallel, without the GIL), so that a
+    result never depends on the input's memory order. A vector is a column."""
 
     def __init__(self, x):
         self.ndim = x.ndim
-        x = np.ascontiguousarray(x)
         self.array = x.reshape(-1, 1) if x.ndim == 1 else x.T
 
     def dim(self, axis):

@@ -12,19 +12,28 @@
 #include "host/embed.hpp"
 
 extern "C" void openblas_set_num_threads(int);
+extern "C" int openblas_get_num_threads(void);
 
 namespace vlhost {
 
 namespace {
+// Read once: the C library finds it in a file at every ask.
 size_t hardwareThreads() {
-    const unsigned n = std::thread::hardware_concurrency();
-    return n ? std::min<size_t>(n, kMaxThreads) : 1;
+    static const size_t count = [] {
+        const unsigned n = std::thread::hardware_concurrency();
+        return n ? std::min<size_t>(n, kMaxThreads) : size_t(1);
+    }();
+    return count;
 }
 std::atomic<size_t> gThreads{hardwareThreads()};
 thread_local size_t tThreads = 0;  // this thread's own count, 0 for none
 std::mutex gBlasMutex;
 // BLAS starts a thread, with its buffers, per count it is given: never more than there are cores.
 int blasThreads(size_t count) { return static_cast<int>(std::min(count, hardwareThreads())); }
+// BLAS's count is set only when it differs (others may set it too).
+void setBlasThreads(int count) {
+    if (openblas_get_num_threads() != count) openblas_set_num_threads(count);
+}
 size_t gOpenRegions = 0;  // parallel regions open in the process, under gBlasMutex
 }  // namespace
 
@@ -32,7 +41,7 @@ void setNumThreads(size_t count) {
     if (count < 1 || count > kMaxThreads) throw hostError("threadCount", std::to_string(kMaxThreads));
     gThreads = count;
     std::lock_guard<std::mutex> lock(gBlasMutex);
-    if (gOpenRegions == 0) openblas_set_num_threads(blasThreads(count));
+    if (gOpenRegions == 0) setBlasThreads(blasThreads(count));
 }
 
 void setThreadNumThreads(size_t count) {
@@ -81,9 +90,9 @@ namespace ompwrapper {
 void setNumThreads(bool leaving, size_t) {
     std::lock_guard<std::mutex> lock(vlhost::gBlasMutex);
     if (!leaving) {
-        if (vlhost::gOpenRegions++ == 0) openblas_set_num_threads(1);
+        if (vlhost::gOpenRegions++ == 0) vlhost::setBlasThreads(1);
     } else if (vlhost::gOpenRegions > 0 && --vlhost::gOpenRegions == 0) {
-        openblas_set_num_threads(vlhost::blasThreads(vlhost::numThreads()));
+        vlhost::setBlasThreads(vlhost::blasThreads(vlhost::numThreads()));
     }
 }
 

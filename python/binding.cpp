@@ -54,6 +54,7 @@ long long boundedInt(const py::int_& value, long long low, long long high, const
 
 py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) {
     Arguments in;
+    in.arrays.reserve(args.size()), in.oneDimensional.reserve(args.size());
     for (py::handle a : args) {
         Argument converted = toHost(a);
         in.arrays.push_back(converted.array);
@@ -70,13 +71,18 @@ py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) 
     }
     const bool principalIsVector = principal >= 0 && size_t(principal) < in.oneDimensional.size() &&
                                    in.oneDimensional[size_t(principal)];
-    py::list outputs;
-    for (vxArray*& out : result.outputs) {
-        outputs.append(out ? fromHost(out, principalIsVector) : py::object(py::none()));
+    if (nargout <= 1) {
+        vxArray* out = result.outputs[0];
+        result.outputs[0] = nullptr;
+        return out ? fromHost(out, principalIsVector) : py::object(py::none());
+    }
+    py::tuple outputs(result.outputs.size());
+    for (size_t i = 0; i < result.outputs.size(); ++i) {
+        vxArray*& out = result.outputs[i];
+        outputs[i] = out ? fromHost(out, principalIsVector) : py::object(py::none());
         out = nullptr;
     }
-    if (nargout <= 1) return outputs[0];
-    return py::tuple(outputs);
+    return std::move(outputs);
 }
 
 // Probes for the tests of the conversion layer: they run through the same call path.

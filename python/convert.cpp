@@ -258,28 +258,39 @@ py::object fromHost(vxArray* array, bool asVector) {
 
     const bool complex = vlhost::isComplex(array);
     py::dtype dt = dtypeOfClass(id, complex);
-    std::vector<py::ssize_t> shape, strides;
+    // Shapes and strides on the stack, the array made by NumPy's own constructor: a small call's
+    // result costs no allocation beyond the array object.
+    constexpr size_t kMaxNumpyDims = 64;
+    if (dims.size() > kMaxNumpyDims) throw std::runtime_error("more dimensions than NumPy holds");
+    py::ssize_t shape[kMaxNumpyDims], strides[kMaxNumpyDims];
+    int nd = 0;
+    const py::ssize_t item = dt.itemsize();
     if (asVector && dims.size() == 2 && (dims[0] == 1 || dims[1] == 1)) {
-        shape = {py::ssize_t(count)};
-        strides = {dt.itemsize()};
+        shape[0] = py::ssize_t(count), strides[0] = item, nd = 1;
     } else {
         // The host keeps byte sizes within PTRDIFF_MAX, so no stride below overflows.
-        size_t stride = size_t(dt.itemsize());
+        size_t stride = size_t(item);
         for (size_t d : dims) {
-            shape.push_back(py::ssize_t(d));
-            strides.push_back(py::ssize_t(stride));
+            shape[nd] = py::ssize_t(d), strides[nd] = py::ssize_t(stride), ++nd;
             stride *= d;
         }
     }
-    if (!vlhost::ownsAlignedData(array) || count == 0) {
-        // Memory that is not the host's own came from an input: copy it.
-        py::array out(dt, shape, strides);
-        if (count) std::memcpy(out.mutable_data(), array->data, count * dt.itemsize());
+    auto& api = py::detail::npy_api::get();
+    const bool own = vlhost::ownsAlignedData(array) && count != 0;
+    // Memory that is not the host's own came from an input: it is copied.
+    constexpr int kWritable = py::detail::npy_api::NPY_ARRAY_WRITEABLE_;
+    auto out = py::reinterpret_steal<py::array>(api.PyArray_NewFromDescr_(
+        api.PyArray_Type_, dt.release().ptr(), nd, shape, strides, own ? array->data : nullptr, own ? kWritable : 0,
+        nullptr));
+    if (!out) throw py::error_already_set();
+    if (!own) {
+        if (count) std::memcpy(out.mutable_data(), array->data, count * size_t(item));
         return std::move(out);
     }
     void* token = vlhost::retainData(array);
     py::capsule base(token, [](void* t) { vlhost::releaseData(t); });
-    return py::array(dt, shape, strides, array->data, base);
+    if (api.PyArray_SetBaseObject_(out.ptr(), base.release().ptr()) != 0) throw py::error_already_set();
+    return std::move(out);
 }
 
 }  // namespace vlpy

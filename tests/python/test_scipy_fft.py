@@ -82,6 +82,8 @@ def test_small_vectors_take_the_direct_call_with_the_same_bits():
             x = rng.standard_normal(size).astype(dtype)
             for name in ("fft", "ifft"):
                 f = getattr(ours, name)
+                np.testing.assert_array_equal(f(x), f(x[None])[0])
+                assert f(x).dtype == f(x[None]).dtype
                 for n in (None, 5, 64, size + 3):
                     got = f(x, n)
                     np.testing.assert_array_equal(got, f(x[None], n)[0])

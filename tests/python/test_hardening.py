@@ -1,5 +1,6 @@
 """Hostile arguments: sizes that overflow, counts out of range, text NumPy cannot encode,
 inputs that must come back untouched. Each refusal is an identifier, never a crash."""
+import gc
 import hashlib
 import os
 import subprocess
@@ -22,8 +23,12 @@ def identifier_of(fn, *args, **kwargs):
 
 @pytest.fixture
 def no_leaks():
+    # Garbage of earlier tests (arrays held by the tracebacks of errors they raised) goes first,
+    # so that the collector cannot free it in the middle of this one.
+    gc.collect()
     arrays, blocks = core.live_arrays(), core.live_blocks()
     yield
+    gc.collect()
     assert (core.live_arrays(), core.live_blocks()) == (arrays, blocks)
 
 

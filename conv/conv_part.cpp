@@ -65,7 +65,7 @@ void convPartEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     const size_t n = std::max({A->numDims, B->numDims, size_t(2)});
     vfl_conv::PartCall part;
     part.wholeSize = wholeNumbers(prhs[4], n, 1, "wholeSize");
-    const Sizes own = paddedSizes(A, n);
+    const Sizes own = paddedSizes(A, n), kernel = paddedSizes(B, n);
     size_t count = 1;
     for (size_t d = 0; d < n; ++d) {
         if (part.wholeSize[d] < own[d] || (part.wholeSize[d] == 1) != (own[d] == 1)) bad("a part fits in its whole");
@@ -77,8 +77,7 @@ void convPartEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     part.finite = scalar(prhs[6], "finite") != 0;
     part.lo = wholeNumbers(prhs[7], n, 0, "lo"), part.hi = wholeNumbers(prhs[8], n, 1, "hi");
     for (size_t d = 0; d < n; ++d) {
-        const uint64_t full = own[d] + paddedSizes(B, n)[d] - 1;
-        if (part.lo[d] > part.hi[d] || part.hi[d] > full) bad("the window lies in the part's full result");
+        if (part.lo[d] > part.hi[d] || part.hi[d] > own[d] + kernel[d] - 1) bad("the window lies in the part's full result");
     }
     if (!strided) {
         if (conv2 && n > 2) bad("conv2 takes matrices");
@@ -91,7 +90,7 @@ void convPartEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
         if (s == 0) bad("stride");
     part.wholeLo = wholeNumbers(prhs[9], n, 0, "wholeLo"), part.wholeHi = wholeNumbers(prhs[10], n, 1, "wholeHi");
     for (size_t d = 0; d < n; ++d)
-        if (part.wholeLo[d] > part.wholeHi[d] || part.wholeHi[d] > part.wholeSize[d] + paddedSizes(B, n)[d] - 1)
+        if (part.wholeLo[d] > part.wholeHi[d] || part.wholeHi[d] > part.wholeSize[d] + kernel[d] - 1)
             bad("the whole's box lies in its full result");
     plhs[0] = stridedConvnCore(A, B, stride, part.lo, part.hi, scalar(prhs[11], "isCorr") != 0, &part);
 }

@@ -26,18 +26,18 @@ constexpr uint64_t kFewSamples = 4;
 
 namespace {
 
-// The loop order of a sampled box (the new position's old dimension; empty: as it is), its split
-// dimensions (by their old numbers) and the split dimension's grain.
+// The loop order of a sampled box (the new position's old dimension), its split dimensions (by
+// their old numbers) and the grains of the split dimension and of the others.
 struct SampledOrder {
     std::vector<size_t> order, parallelDims;
-    uint64_t coarse;
+    uint64_t coarse, fine;
 };
 
 SampledOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes& firstSize, const Sizes& stride,
                          bool complex) {
     const size_t n = rangeLo.size();
-    const uint64_t fine = n == 2 ? kPlaneFineGrain : kFineGrain;
     SampledOrder s;
+    s.fine = n == 2 ? kPlaneFineGrain : kFineGrain;
     s.coarse = complex ? kComplexCoarseGrain : kCoarseGrain;
     Sizes count(n);
     for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
@@ -62,7 +62,7 @@ SampledOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes
     if (maxExtent <= kShortExtent) split = 0;
     if (outStride[split] != 1) s.coarse /= kStridedOutputShrink;
 
-    auto grainOf = [&](size_t d) { return d == split ? s.coarse : fine; };
+    auto grainOf = [&](size_t d) { return d == split ? s.coarse : s.fine; };
     s.parallelDims = mostBlocks(n, [&](size_t d) { return count[d] == 0 ? 0 : (count[d] - 1) / grainOf(d) + 1; });
     std::sort(s.parallelDims.begin(), s.parallelDims.end());
 
@@ -73,6 +73,8 @@ SampledOrder chooseOrder(const Sizes& rangeLo, const Sizes& rangeHi, const Sizes
         s.order.insert(s.order.end(), s.parallelDims.begin(), s.parallelDims.end());
         for (size_t d = 0; d < n; ++d)
             if (!isParallel(d) && count[d] <= kFewSamples) s.order.push_back(d);
+    } else {
+        for (size_t d = 0; d < n; ++d) s.order.push_back(d);
     }
     return s;
 }
@@ -85,26 +87,20 @@ void stridedNDDriver(vxArray* out, Sizes rangeLo, Sizes rangeHi, const vxArray* 
     const size_t n = rangeLo.size();
     const bool complex = vxIsComplexFlags(out);
     SampledOrder chosen = chooseOrder(rangeLo, rangeHi, firstSize, stride, complex);
-    if (source) {
-        SampledOrder whole = chooseOrder(source->lo, source->hi, source->first, stride, complex);
-        for (SampledOrder* o : {&chosen, &whole})
-            if (o->order.empty())
-                for (size_t d = 0; d < n; ++d) o->order.push_back(d);
-        followSummingOrder(chosen.order, whole.order, firstSize, secondSize);
-    }
+    if (source)
+        followSummingOrder(chosen.order, chooseOrder(source->lo, source->hi, source->first, stride, complex).order,
+                           firstSize, secondSize);
     Sizes count(n);
     for (size_t d = 0; d < n; ++d) count[d] = sampleCount(rangeLo[d], rangeHi[d], stride[d]);
     Strides outStride = columnMajorStrides(count, 1);
     Strides firstStride = columnMajorStrides(firstSize, 1), secondStride = columnMajorStrides(secondSize, 1);
-    if (!chosen.order.empty()) {
-        // Entries of parallelDims keep their numbers: any output dimension may be split.
-        const std::vector<size_t>& order = chosen.order;
-        permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
-        permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order), permuteDims(stride, order);
-        permuteDims(count, order);
-    }
+    // Entries of parallelDims keep their numbers: any output dimension may be split.
+    const std::vector<size_t>& order = chosen.order;
+    permuteDims(rangeLo, order), permuteDims(rangeHi, order), permuteDims(outStride, order), permuteDims(firstSize, order);
+    permuteDims(firstStride, order), permuteDims(secondSize, order), permuteDims(secondStride, order), permuteDims(stride, order);
+    permuteDims(count, order);
     const std::vector<size_t>& parallelDims = chosen.parallelDims;
-    const std::vector<uint64_t> grains = splitGrains(parallelDims, count, chosen.coarse, n == 2 ? kPlaneFineGrain : kFineGrain);
+    const std::vector<uint64_t> grains = splitGrains(parallelDims, count, chosen.coarse, chosen.fine);
 
     const ConvFlags flags{uint8_t(!firstFinite),
                           uint8_t(firstStride[0] == 1 && outStride[0] == 1 && stride[0] == 1)};

@@ -35,23 +35,30 @@ struct Axis {
     size_t size, in, out;
 };
 
-// Output dimensions with their input strides, singletons removed and contiguous runs merged.
-std::vector<Axis> permutedAxes(const std::vector<size_t>& inDims, const std::vector<size_t>& order) {
-    std::vector<size_t> inStride(order.size(), 1);
-    for (size_t j = 1; j < order.size(); ++j) inStride[j] = inStride[j - 1] * (j - 1 < inDims.size() ? inDims[j - 1] : 1);
+// Column-major output dimensions of the given sizes and input strides as loop axes: singletons
+// removed, runs contiguous in the input merged.
+std::vector<Axis> mergedAxes(const std::vector<size_t>& size, const std::vector<size_t>& inStride) {
     std::vector<Axis> axes;
     size_t outStride = 1;
-    for (size_t j = 0; j < order.size(); ++j) {
-        const size_t d = order[j] < inDims.size() ? inDims[order[j]] : 1;
-        if (d != 1) {
-            if (!axes.empty() && axes.back().in * axes.back().size == inStride[order[j]])
-                axes.back().size *= d;
+    for (size_t j = 0; j < size.size(); ++j) {
+        if (size[j] != 1) {
+            if (!axes.empty() && axes.back().in * axes.back().size == inStride[j])
+                axes.back().size *= size[j];
             else
-                axes.push_back({d, inStride[order[j]], outStride});
+                axes.push_back({size[j], inStride[j], outStride});
         }
-        outStride *= d;
+        outStride *= size[j];
     }
     return axes;
+}
+
+// Output dimensions with their input strides, for the input permuted by `order`.
+std::vector<Axis> permutedAxes(const std::vector<size_t>& inDims, const std::vector<size_t>& order) {
+    std::vector<size_t> stride(order.size(), 1), size(order.size()), inStride(order.size());
+    for (size_t j = 1; j < order.size(); ++j) stride[j] = stride[j - 1] * (j - 1 < inDims.size() ? inDims[j - 1] : 1);
+    for (size_t j = 0; j < order.size(); ++j)
+        size[j] = order[j] < inDims.size() ? inDims[order[j]] : 1, inStride[j] = stride[order[j]];
+    return mergedAxes(size, inStride);
 }
 
 // Output offsets and input offsets of the outer index `o` over axes[first..].
@@ -183,20 +190,11 @@ void permuteBytes(const void* src, void* dst, size_t elemBytes, const std::vecto
 
 void copyToColumnMajor(const void* src, void* dst, size_t elementBytes, const std::vector<size_t>& dims,
                        const std::vector<size_t>& strides) {
-    std::vector<Axis> axes;
-    size_t outStride = 1;
-    for (size_t j = 0; j < dims.size(); ++j) {
-        if (dims[j] == 0) return;
-        if (dims[j] != 1) {
-            if (!axes.empty() && axes.back().in * axes.back().size == strides[j] &&
-                axes.back().out * axes.back().size == outStride)
-                axes.back().size *= dims[j];
-            else
-                axes.push_back({dims[j], strides[j], outStride});
-        }
-        outStride *= dims[j];
-    }
-    callArena().execute([&] { permuteBytes(src, dst, elementBytes, axes, outStride); });
+    size_t count = 1;
+    for (size_t d : dims) count *= d;
+    if (count == 0) return;
+    const std::vector<Axis> axes = mergedAxes(dims, strides);
+    callArena().execute([&] { permuteBytes(src, dst, elementBytes, axes, count); });
 }
 
 namespace {

@@ -131,8 +131,8 @@ void retain(DataBlock* block) {
 
 void releaseBlock(DataBlock* block) {
     if (!block || block->refs.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    if (block->release) block->release(block->context, block->ptr);
-    else freeBytes(block->ptr);
+    if (!block->external) freeBytes(block->ptr);
+    else if (block->release) block->release(block->context);
     delete block;
 }
 
@@ -157,12 +157,11 @@ HostArray* makeHandle(std::vector<size_t> dims, vxClassID id, Kind kind, uint32_
     return a;
 }
 
-HostArray* makeNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, bool zero) {
+HostArray* makeNumeric(std::vector<size_t> d, vxClassID id, bool complex, bool zero) {
     if (id != VX_LOGICAL_CLASS && id != VX_CHAR_CLASS && classFlags(id, false) == 0)
         raiseHostError("invalidClass", std::string("a numeric array cannot be of class ") + std::to_string(id));
     if ((id == VX_LOGICAL_CLASS || id == VX_CHAR_CLASS) && complex)
         raiseHostError("invalidClass", std::string("logical and char arrays are real"));
-    std::vector<size_t> d = dims;
     normalizeDims(d);
     const size_t elem = classElementBytes(id) * (complex ? 2 : 1);
     const size_t count = checkedShape(d, elem);

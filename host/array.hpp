@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/recycled.hpp"
 #include "module/host_interface.hpp"
 
 namespace vlhost::detail {
@@ -19,11 +20,12 @@ struct BlockExtra {
 };
 
 // Reference-counted storage shared by the handles of one array's data.
-struct DataBlock {
+struct DataBlock : Recycled<DataBlock> {
     std::atomic<size_t> refs{1};
     void* ptr = nullptr;
     size_t bytes = 0;
-    void (*release)(void* context, void* ptr) = nullptr;  // null: a host block
+    bool external = false;                 // the embedder's memory, not the host's
+    void (*release)(void* context) = nullptr;  // an external block's owner, told when it goes
     void* context = nullptr;
     std::unique_ptr<BlockExtra> extra;
 };
@@ -31,7 +33,7 @@ struct DataBlock {
 // Kinds of arrays beyond the numeric classes.
 enum class Kind : uint8_t { Numeric, Sparse, Cell, Struct, String, Function };
 
-struct HostArray final : vxArray_tag {
+struct HostArray final : vxArray_tag, Recycled<HostArray> {
     HostArray();
     ~HostArray();
 
@@ -90,7 +92,7 @@ void retain(DataBlock* block);
 void releaseBlock(DataBlock* block);
 
 // Creates a handle of a numeric, logical or char class; registers it with the call frame.
-HostArray* makeNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, bool zero);
+HostArray* makeNumeric(std::vector<size_t> dims, vxClassID id, bool complex, bool zero);
 HostArray* makeHandle(std::vector<size_t> dims, vxClassID id, Kind kind, uint32_t flags, DataBlock* block);
 // Gives an array its own copy of its data if the block is shared.
 void makeUnique(HostArray* a);

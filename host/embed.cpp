@@ -205,17 +205,6 @@ HostArray* untracked(HostArray* a) {
     return a;
 }
 
-struct ExternalRelease {
-    void (*fn)(void*);
-    void* context;
-};
-
-void releaseExternal(void* context, void*) {
-    auto* r = static_cast<ExternalRelease*>(context);
-    if (r->fn) r->fn(r->context);
-    delete r;
-}
-
 HostArray* objectArray(std::vector<size_t> dims, vxClassID id, Kind kind, size_t slots, std::unique_ptr<BlockExtra> extra) {
     DataBlock* block = newBlock(slots * sizeof(vxArray*), true);
     block->extra = std::move(extra);
@@ -250,7 +239,7 @@ vxArray* createStridedCopy(const std::vector<size_t>& dims, vxClassID id, bool c
     });
 }
 
-vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
+vxArray* wrapNumeric(std::vector<size_t> dims, vxClassID id, bool complex, void* data,
                      void (*release)(void*), void* context) {
     return translated([&]() -> vxArray* {
         if (id != VX_LOGICAL_CLASS && id != VX_CHAR_CLASS && classFlags(id, false) == 0)
@@ -258,9 +247,10 @@ vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex
         auto* block = new DataBlock;
         block->ptr = data;
         block->bytes = numel(dims) * classElementBytes(id) * (complex ? 2 : 1);
-        block->release = releaseExternal;
-        block->context = new ExternalRelease{release, context};
-        return untracked(makeHandle(dims, id, Kind::Numeric, classFlags(id, complex), block));
+        block->external = true;
+        block->release = release;
+        block->context = context;
+        return untracked(makeHandle(std::move(dims), id, Kind::Numeric, classFlags(id, complex), block));
     });
 }
 
@@ -387,7 +377,7 @@ std::string functionName(const vxArray* a) {
 
 bool sharesData(const vxArray* a, const vxArray* b) { return host(a)->block && host(a)->block == host(b)->block; }
 
-bool ownsAlignedData(const vxArray* a) { return host(a)->block && !host(a)->block->release; }
+bool ownsAlignedData(const vxArray* a) { return host(a)->block && !host(a)->block->external; }
 
 void* retainData(const vxArray* a) {
     retain(host(a)->block);

@@ -105,7 +105,7 @@ bool catalogueHas(const std::string& identifier);
 vxArray* createNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex);
 // Wraps memory owned elsewhere, 64-byte aligned or not; release(context) runs when the last
 // handle on it goes.
-vxArray* wrapNumeric(const std::vector<size_t>& dims, vxClassID id, bool complex, void* data,
+vxArray* wrapNumeric(std::vector<size_t> dims, vxClassID id, bool complex, void* data,
                      void (*release)(void* context), void* context);
 // A column-major copy of a strided array (strides in elements, none negative), made in parallel.
 vxArray* createStridedCopy(const std::vector<size_t>& dims, vxClassID id, bool complex, const void* data,

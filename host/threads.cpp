@@ -62,20 +62,23 @@ namespace vlhost::detail {
 
 tbb::task_arena& callArena() {
     // One arena per host thread: its calling thread always has a slot of its own.
-    thread_local std::unique_ptr<tbb::task_arena> arena;
-    thread_local ArenaObserver* pinning = nullptr;
-    thread_local size_t arenaThreads = 0;
+    struct Slot {
+        std::unique_ptr<tbb::task_arena> arena;
+        ArenaObserver* pinning = nullptr;
+        size_t threads = 0;
+    };
+    thread_local Slot slot;
     // TBB never runs more workers than the machine has cores; a larger arena only costs slots.
     static const size_t cores = size_t(std::max(1, tbb::info::default_concurrency()));
     const size_t want = std::min(numThreads(), cores);
-    if (!arena || arenaThreads != want) {
-        arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));
-        arena->initialize();
-        pinning = pinWorkersOf(*arena);
-        arenaThreads = want;
+    if (!slot.arena || slot.threads != want) {
+        slot.arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));
+        slot.arena->initialize();
+        slot.pinning = pinWorkersOf(*slot.arena);
+        slot.threads = want;
     }
-    if (pinning) pinning->noteCaller();
-    return *arena;
+    if (slot.pinning) slot.pinning->noteCaller();
+    return *slot.arena;
 }
 
 }  // namespace vlhost::detail

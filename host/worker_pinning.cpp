@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -50,17 +51,22 @@ public:
     void add(pid_t tid) {
         std::lock_guard<std::mutex> lock(mutex_);
         workers_.push_back({tid, -1});
+        placedFor_ = kNone;
     }
     void remove(pid_t tid) {
         std::lock_guard<std::mutex> lock(mutex_);
         workers_.erase(std::remove_if(workers_.begin(), workers_.end(), [&](const Worker& w) { return w.tid == tid; }),
                        workers_.end());
+        placedFor_ = kNone;
     }
     // Worker k takes the k-th allowed core counted from the last, `callerCore` skipped.
     void placeAwayFrom(int callerCore) {
         if (cores_.size() < 2) return;
+        // A caller on the core the workers were last placed for has nothing to do: no lock.
+        if (placedFor_.load(std::memory_order_acquire) == callerCore) return;
         std::lock_guard<std::mutex> lock(mutex_);
         others_.clear();
+        bool bound = true;
         for (auto c = cores_.rbegin(); c != cores_.rend(); ++c)
             if (*c != callerCore) others_.push_back(*c);
         for (size_t k = 0; k < workers_.size(); ++k) {
@@ -71,7 +77,9 @@ public:
             CPU_ZERO(&set);
             CPU_SET(target, &set);
             w.core = sched_setaffinity(w.tid, sizeof set, &set) == 0 ? target : -1;
+            bound = bound && w.core == target;
         }
+        placedFor_.store(bound ? callerCore : kNone, std::memory_order_release);
     }
 
 private:
@@ -79,6 +87,8 @@ private:
     std::mutex mutex_;
     std::vector<Worker> workers_;
     std::vector<int> others_;  // scratch of placeAwayFrom
+    static constexpr int kNone = -2;
+    std::atomic<int> placedFor_{kNone};  // the caller core every worker is placed away from
 };
 
 // Made when the library loads, so that the cores are those of the process, not of whichever

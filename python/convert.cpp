@@ -202,19 +202,13 @@ Argument toHost(const py::handle& value) {
     }
     PyObject* owner = a.ptr();
     Py_INCREF(owner);
-    return {vlhost::wrapNumeric(dims, id, complex, const_cast<void*>(a.data()), releasePyObject, owner), a.ndim() == 1};
+    return {vlhost::wrapNumeric(std::move(dims), id, complex, const_cast<void*>(a.data()), releasePyObject, owner), a.ndim() == 1};
 }
 
-py::object fromHost(vxArray* array, bool asVector) {
-    struct Owned {
-        vxArray* a;
-        ~Owned() { vlhost::destroy(a); }
-    } owned{array};
-    const std::vector<size_t> dims = vlhost::dimensions(array);
-    const vxClassID id = vlhost::classOf(array);
-    size_t count = 1;
-    for (size_t d : dims) count *= d;
+namespace {
 
+// Sparse matrices, text, and arrays of other arrays.
+py::object fromHostObject(vxArray* array, vxClassID id, const std::vector<size_t>& dims, size_t count) {
     if (vlhost::isSparse(array)) {
         auto view = vlhost::sparseView(array);
         const bool complex = vlhost::isComplex(array);
@@ -255,24 +249,41 @@ py::object fromHost(vxArray* array, bool asVector) {
         for (size_t i = 0; i < count; ++i) out.attr("__setitem__")(i, items[i]);
         return out.attr("reshape")(py::tuple(py::cast(dims)), py::arg("order") = "F");
     }
+    throw std::runtime_error("no Python value for this class");
+}
+
+}  // namespace
+
+py::object fromHost(vxArray* array, bool asVector) {
+    struct Owned {
+        vxArray* a;
+        ~Owned() { vlhost::destroy(a); }
+    } owned{array};
+    const vxClassID id = vlhost::classOf(array);
+    const size_t ndims = size_t(array->numDims), *dims = array->get_dimensions();
+    size_t count = 1;
+    for (size_t k = 0; k < ndims; ++k) count *= dims[k];
+    if (vlhost::isSparse(array) || id == VX_CHAR_CLASS || id == VX_OBJECT_CLASS || id == VX_CELL_CLASS ||
+        id == VX_STRUCT_CLASS || id == VX_FUNCTION_CLASS)
+        return fromHostObject(array, id, std::vector<size_t>(dims, dims + ndims), count);
 
     const bool complex = vlhost::isComplex(array);
     py::dtype dt = dtypeOfClass(id, complex);
     // Shapes and strides on the stack, the array made by NumPy's own constructor: a small call's
     // result costs no allocation beyond the array object.
     constexpr size_t kMaxNumpyDims = 64;
-    if (dims.size() > kMaxNumpyDims) throw std::runtime_error("more dimensions than NumPy holds");
+    if (ndims > kMaxNumpyDims) throw std::runtime_error("more dimensions than NumPy holds");
     py::ssize_t shape[kMaxNumpyDims], strides[kMaxNumpyDims];
     int nd = 0;
     const py::ssize_t item = dt.itemsize();
-    if (asVector && dims.size() == 2 && (dims[0] == 1 || dims[1] == 1)) {
+    if (asVector && ndims == 2 && (dims[0] == 1 || dims[1] == 1)) {
         shape[0] = py::ssize_t(count), strides[0] = item, nd = 1;
     } else {
         // The host keeps byte sizes within PTRDIFF_MAX, so no stride below overflows.
         size_t stride = size_t(item);
-        for (size_t d : dims) {
-            shape[nd] = py::ssize_t(d), strides[nd] = py::ssize_t(stride), ++nd;
-            stride *= d;
+        for (size_t k = 0; k < ndims; ++k) {
+            shape[nd] = py::ssize_t(dims[k]), strides[nd] = py::ssize_t(stride), ++nd;
+            stride *= dims[k];
         }
     }
     auto& api = py::detail::npy_api::get();

@@ -90,6 +90,16 @@ def test_small_vectors_take_the_direct_call_with_the_same_bits():
                     np.testing.assert_array_equal(got, f(x, n, workers=1))
                     want = getattr(scipy.fft, name)(x, n)
                     same(got, want, want.size)
+    # awkward vectors: strided, byte-swapped, integer, read-only, and a real spectrum
+    x = rng.standard_normal(40) + 1j * rng.standard_normal(40)
+    frozen = x.copy()
+    frozen.flags.writeable = False
+    for v in (x[::3], x.astype(">c16"), np.arange(9), frozen, np.ones(4), np.zeros(1, np.float32)):
+        for name in ("fft", "ifft"):
+            got, want = getattr(ours, name)(v), getattr(scipy.fft, name)(v)
+            assert got.dtype == want.dtype and got.shape == want.shape
+            np.testing.assert_array_equal(got, getattr(ours, name)(np.asarray(v)[None])[0])
+            same(got, want, want.size)
 
 
 def test_workers_hold_for_the_call_and_the_calling_thread_only(threads):

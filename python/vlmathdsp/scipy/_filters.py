@@ -3,7 +3,8 @@
 import numpy as np
 
 from .. import functions as vm
-from ..host import call
+from .. import _vlmathdsp
+from ..host import _calling
 from ._layout import HostView, Unsupported, axis_index
 
 _FLOATS = (np.float32, np.float64, np.complex64, np.complex128)
@@ -67,11 +68,12 @@ def lfilter(b, a, x, axis=-1, zi=None):
     b, a = _coefficients(b, a)
     if zi is None and type(x) is np.ndarray and x.ndim == 1 and x.size and (axis == -1 or axis == 0):
         # Small calls: a vector straight to the engine's slot (the host's row, filtered along).
-        dtype = np.result_type(b, a, x)
+        same = b.dtype is x.dtype and a.dtype is x.dtype
+        dtype = x.dtype if same else np.result_type(b, a, x)
         if dtype.type in _FLOATS and dtype.isnative:
-            r = call(9, b.astype(dtype, copy=False), a.astype(dtype, copy=False), x.astype(dtype, copy=False),
-                     principal=2)
-            return r if r.dtype == dtype else r.astype(dtype)
+            args = (b, a, x) if same else tuple(v.astype(dtype, copy=False) for v in (b, a, x))
+            r = _calling(lambda: _vlmathdsp.call_slot(9, args, 1, 2), args)
+            return r if r.dtype is dtype else r.astype(dtype)
     x = np.asarray(x)
     if x.ndim == 0 or x.size == 0:
         raise Unsupported

@@ -66,8 +66,8 @@ vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape, const vf
     bool finiteA = false, finiteB = false;
     float densityA = 1.0f, densityB = 1.0f;
     if (!oneDimensional) {
-        finiteA = whole2D ? part->finite : allFinite(A), finiteB = allFinite(B);
-        densityA = whole2D ? part->density : nonZeroDensity(A), densityB = nonZeroDensity(B);
+        const ArrayFacts a = whole2D ? ArrayFacts{part->finite, part->density} : scanFacts(A), b = scanFacts(B);
+        finiteA = a.finite, finiteB = b.finite, densityA = a.density, densityB = b.density;
     }
     // The dense operand must be finite: a skipped zero tap would lose the NaN of 0 * Inf.
     const bool aSparse = densityB > densityA && densityA < kSparseDensity && finiteB;

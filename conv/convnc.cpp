@@ -60,8 +60,9 @@ vxArray* convncCore(const vxArray* A, const vxArray* B, ShapeKind shape, const v
     }
     for (Sizes* v : {&firstSize, &secondSize, &rangeLo, &rangeHi, &wholeFirst, &wholeLo, &wholeHi}) v->resize(kept);
 
-    const float densityA = part ? part->density : nonZeroDensity(A), densityB = nonZeroDensity(B);
-    const bool finiteA = part ? part->finite : allFinite(A), finiteB = allFinite(B);
+    const ArrayFacts a = part ? ArrayFacts{part->finite, part->density} : scanFacts(A), b = scanFacts(B);
+    const float densityA = a.density, densityB = b.density;
+    const bool finiteA = a.finite, finiteB = b.finite;
     // The sparser operand goes second, its zeros skipped; the first must then be finite, since a
     // skipped zero would lose the NaN of 0 * Inf.
     bool sparse = false, keepOrder = true;

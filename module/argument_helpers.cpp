@@ -47,7 +47,65 @@ size_t nonZeros(const T* p, size_t count, bool complex) {
     return n;
 }
 
+// Non-zeros of `count` elements (pairs when complex) and whether every part is finite: each
+// block is read once for both; past the first block not finite, only the count goes on.
+template <class T, class Bits>
+ArrayFacts factsRun(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
+    const size_t parts = complex ? 2 : 1;
+    size_t nonZero = 0;
+    bool allFinite = true;
+    for (size_t e0 = 0; e0 < count; e0 += kFiniteBlock) {
+        const size_t n = std::min(kFiniteBlock, count - e0);
+        const T* q = p + e0 * parts;
+        if (!allFinite) {
+            nonZero += nonZeros(q, n, complex);
+            continue;
+        }
+        Bits worst = 0;
+        size_t found = 0;
+        if (complex) {
+            for (size_t i = 0; i < n; ++i) {
+                Bits re, im;
+                std::memcpy(&re, q + 2 * i, sizeof re);
+                std::memcpy(&im, q + 2 * i + 1, sizeof im);
+                re &= magnitude, im &= magnitude;
+                worst = re > worst ? re : worst;
+                worst = im > worst ? im : worst;
+                found += (q[2 * i] != T(0) || q[2 * i + 1] != T(0));
+            }
+        } else {
+            for (size_t i = 0; i < n; ++i) {
+                Bits bits;
+                std::memcpy(&bits, q + i, sizeof bits);
+                bits &= magnitude;
+                worst = bits > worst ? bits : worst;
+                found += (q[i] != T(0));
+            }
+        }
+        nonZero += found;
+        allFinite = worst < infinity;
+    }
+    return {allFinite, static_cast<float>(nonZero) / static_cast<float>(count)};
+}
+
+ArrayFacts facts(const float* p, size_t count, bool complex) {
+    return factsRun(p, count, complex, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
+}
+
+ArrayFacts facts(const double* p, size_t count, bool complex) {
+    return factsRun(p, count, complex, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
+}
+
 }  // namespace
+
+ArrayFacts scanFacts(const vxArray* a) {
+    const size_t count = a->get_number_of_elements();
+    const bool complex = vxIsComplexFlags(a);
+    return withRealType(a, [&](auto type) {
+        using T = typename decltype(type)::type;
+        return facts(static_cast<const T*>(a->data), count, complex);
+    });
+}
 
 bool allFinite(const vxArray* a) {
     const size_t count = a->get_number_of_elements() * (vxIsComplexFlags(a) ? 2 : 1);

@@ -104,6 +104,13 @@ vxArray* toWorkingClass(const vxArray* a) {
 bool allFinite(const vxArray* a);
 float nonZeroDensity(const vxArray* a);
 
+// Both of the above from one pass over the data (not empty).
+struct ArrayFacts {
+    bool finite;
+    float density;
+};
+ArrayFacts scanFacts(const vxArray* a);
+
 // Brackets a parallel region: closes it on leaving, also when the region throws.
 class ComputationalThreadScope {
 public:

@@ -24,6 +24,8 @@ namespace {
 constexpr size_t kParallelMinimum = size_t(1) << 16;
 // Edge of the square tiles of a transposing permutation, in elements.
 constexpr size_t kTile = 32;
+// Pieces of a long contiguous run, copied as separate tasks.
+constexpr size_t kCopyPieceBytes = size_t(1) << 18;
 
 template <size_t Bytes>
 struct Element {
@@ -123,17 +125,20 @@ void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t cou
         return;
     }
     const Axis a0 = axes[0];
-    if (a0.in == 1) {  // runs stay contiguous: copy them whole
+    if (a0.in == 1) {  // runs stay contiguous: copy them whole, a long run in pieces
         const size_t outer = count / a0.size;
+        const size_t pieceLength = std::min(a0.size, std::max<size_t>(kCopyPieceBytes / sizeof(E), 1));
+        const size_t pieces = (a0.size + pieceLength - 1) / pieceLength;
         auto body = [&](const tbb::blocked_range<size_t>& r) {
-            for (size_t o = r.begin(); o != r.end(); ++o) {
+            for (size_t t = r.begin(); t != r.end(); ++t) {
                 size_t in, out;
-                outerOffsets(axes, 1, SIZE_MAX, o, in, out);
-                std::memcpy(dst + out, src + in, a0.size * sizeof(E));
+                outerOffsets(axes, 1, SIZE_MAX, t / pieces, in, out);
+                const size_t begin = (t % pieces) * pieceLength, length = std::min(pieceLength, a0.size - begin);
+                std::memcpy(dst + out + begin, src + in + begin, length * sizeof(E));
             }
         };
-        if (count < kParallelMinimum) body({0, outer});
-        else tbb::parallel_for(tbb::blocked_range<size_t>(0, outer), body);
+        if (count < kParallelMinimum) body({0, outer * pieces});
+        else tbb::parallel_for(tbb::blocked_range<size_t>(0, outer * pieces), body);
         return;
     }
     // The input's contiguous axis lands at p: transpose tiles of (axis 0, axis p).

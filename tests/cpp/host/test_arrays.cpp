@@ -1,4 +1,5 @@
 // Arrays: shared data, copies, shapes, strings, sparse, and reclaiming by the call frame.
+#include <algorithm>
 #include <cstring>
 
 #include "tests/cpp/support.hpp"
@@ -146,4 +147,22 @@ TEST(Arrays, AResultThatIsAnArgumentBecomesItsOwnHandle) {
     EXPECT_NE(out.arrays[0].get(), in.get());
     out.arrays.clear();
     EXPECT_EQ(static_cast<double*>(in->data)[1], 2.0);  // the input survives its result
+}
+
+TEST(Arrays, ZeroedArraysAreZeroAlsoInAReusedLargeBlockOnSeveralThreads) {
+    // A freed large block is kept and handed out again; a zeroed array made in it must not see
+    // what the last one left, whether one thread or several clear it. Odd sizes leave a ragged
+    // last piece.
+    for (size_t threads : {1, 2})
+        for (size_t rows : {size_t(1) << 20, (size_t(1) << 20) + 12345}) {
+            vlhost::setNumThreads(threads);
+            {
+                Array dirty = numeric({rows, 1});
+                std::memset(dirty->data, 0xff, rows * sizeof(double));
+            }
+            Array clean(vxCreateDoubleMatrix(rows, 1, vxREAL));
+            const auto* p = static_cast<const unsigned char*>(clean->data);
+            EXPECT_TRUE(std::all_of(p, p + rows * sizeof(double), [](unsigned char c) { return c == 0; }));
+        }
+    vlhost::setNumThreads(2);
 }

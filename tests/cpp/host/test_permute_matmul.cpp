@@ -84,6 +84,9 @@ TEST(Permute, LargeArraysTakeTheBlockedParallelPathAndStayExact) {
     checkPermutation<float>({97, 65, 33}, {1, 2, 0}, false);
     checkPermutation<float>({58, 6, 64, 3}, {2, 3, 0, 1}, false);
     checkPermutation<float>({300, 301}, {1, 0}, true);
+    // Contiguous runs longer than a copy piece, one run and several, with ragged last pieces.
+    checkPermutation<float>({70001, 3}, {0, 1}, false);
+    checkPermutation<double>({70001, 2, 3}, {0, 2, 1}, true);
 }
 
 TEST(Permute, BadOrdersAndOtherClasses) {

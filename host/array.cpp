@@ -173,7 +173,7 @@ namespace {
 
 DataBlock* copyBlock(const HostArray* a) {
     DataBlock* block = newBlock(a->block->bytes, false);
-    std::memcpy(block->ptr, a->block->ptr, a->block->bytes);
+    copyBytes(block->ptr, a->block->ptr, a->block->bytes);
     return block;
 }
 

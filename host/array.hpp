@@ -83,6 +83,8 @@ size_t checkedShape(const std::vector<size_t>& dims, size_t elementBytes);
 // Host-managed bytes, 64-byte aligned. Tracked by the current call frame when one is open.
 void* allocateBytes(size_t bytes, bool zero, bool tracked);
 void freeBytes(void* ptr);
+// memcpy, on the host's threads for large blocks.
+void copyBytes(void* dst, const void* src, size_t bytes);
 size_t allocatedBytes(void* ptr);
 void untrackBytes(void* ptr);
 void markArrayData(void* ptr, bool isArrayData);

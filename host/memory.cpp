@@ -137,19 +137,20 @@ PlainHeader* rawAllocate(size_t bytes) {
     ++gLiveBlocks;
     return h;
 }
-// A large block is zeroed on the host's threads, in pieces: one core's stores fall well short
-// of the memory's bandwidth.
-constexpr size_t kParallelZeroMin = size_t(1) << 22, kZeroPiece = size_t(1) << 18;
+// Large blocks are zeroed and copied on the host's threads, in pieces: one core's stores fall
+// well short of the memory's bandwidth.
+constexpr size_t kParallelBytesMin = size_t(1) << 22, kBytesPiece = size_t(1) << 18;
 
-void zeroBytes(void* p, size_t bytes) {
-    if (bytes < kParallelZeroMin || numThreads() < 2) {
-        std::memset(p, 0, bytes);
+template <class Piece>
+void inPieces(size_t bytes, const Piece& piece) {
+    if (bytes < kParallelBytesMin || numThreads() < 2) {
+        piece(size_t(0), bytes);
         return;
     }
-    tbb::parallel_for(tbb::blocked_range<size_t>(0, (bytes + kZeroPiece - 1) / kZeroPiece),
+    tbb::parallel_for(tbb::blocked_range<size_t>(0, (bytes + kBytesPiece - 1) / kBytesPiece),
                       [&](const tbb::blocked_range<size_t>& r) {
-                          const size_t begin = r.begin() * kZeroPiece, end = std::min(bytes, r.end() * kZeroPiece);
-                          std::memset(static_cast<char*>(p) + begin, 0, end - begin);
+                          const size_t begin = r.begin() * kBytesPiece;
+                          piece(begin, std::min(bytes, r.end() * kBytesPiece) - begin);
                       });
 }
 
@@ -158,7 +159,7 @@ void zeroBytes(void* p, size_t bytes) {
 void* allocateBytes(size_t bytes, bool zero, bool tracked) {
     PlainHeader* h = rawAllocate(bytes);
     if (!h) throw std::bad_alloc();
-    if (zero) zeroBytes(h + 1, bytes);
+    if (zero) inPieces(bytes, [p = reinterpret_cast<char*>(h + 1)](size_t at, size_t n) { std::memset(p + at, 0, n); });
     if (tracked)
         if (CallFrame* frame = currentFrame()) frame->link(h);
     return h + 1;
@@ -176,6 +177,12 @@ void freeBytes(void* ptr) {
         return;
     }
     if (h->capacity < kCachedMinimum || !blockCache().keep(h)) std::free(h);
+}
+
+void copyBytes(void* dst, const void* src, size_t bytes) {
+    inPieces(bytes, [&](size_t at, size_t n) {
+        std::memcpy(static_cast<char*>(dst) + at, static_cast<const char*>(src) + at, n);
+    });
 }
 
 size_t allocatedBytes(void* ptr) { return headerOf(ptr)->bytes; }

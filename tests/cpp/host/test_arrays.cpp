@@ -166,3 +166,16 @@ TEST(Arrays, ZeroedArraysAreZeroAlsoInAReusedLargeBlockOnSeveralThreads) {
         }
     vlhost::setNumThreads(2);
 }
+
+TEST(Arrays, LargeDeepCopiesAreExactOnSeveralThreads) {
+    std::mt19937_64 rng(3);
+    const size_t rows = (size_t(1) << 19) + 77;  // over the parallel size, complex, a ragged piece
+    Array a = complexes({rows, 1}, randomComplexes(rows, rng));
+    for (size_t threads : {1, 2}) {
+        vlhost::setNumThreads(threads);
+        Array copy(vxCreateDeepCopy(a.get()));
+        ASSERT_NE(copy->data, a->data);
+        EXPECT_EQ(std::memcmp(copy->data, a->data, rows * 2 * sizeof(double)), 0);
+    }
+    vlhost::setNumThreads(2);
+}

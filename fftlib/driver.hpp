@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -67,10 +68,11 @@ void restage(const E* in, uint64_t inLen, E* out, uint64_t outLen, uint64_t stri
 //   bits 42-57  the interleaved sequences one plan runs, when not the stride (0 otherwise)
 //   bit 58      the buffered form of widely strided complex sequences
 //   bit 59      a real-to-complex output kept to its first half
+//   bit 60      buffered lanes padded by a cache line
 // Every call that needs another plan differs in one of these.
 constexpr unsigned kKeySignBit = 0, kKeyInPlaceBit = 1, kKeyAlignInShift = 2, kKeyAlignOutShift = 10,
                    kKeyFlagsShift = 18, kKeyThreadsShift = 26, kKeyWidthShift = 42, kKeyBufferedBit = 58,
-                   kKeyHalfBit = 59;
+                   kKeyHalfBit = 59, kKeyPaddedBit = 60;
 
 template <class T>
 struct Job {
@@ -197,24 +199,31 @@ inline bool realForwardInPlace(uint64_t n) { return n >= (uint64_t(1) << 17) && 
 // complex when `forward`, else back), for blocks copied into buffers from fftw_malloc. It runs on
 // `threads` threads; its key has the buffered bit and the lane count as the stride. In place (forward
 // only), lane j's samples start at real 2 (n/2 + 1) j and its spectrum overwrites them.
+// Lanes of a power-of-two length lie a power of two apart, and so on the same few sets of the
+// first-level cache: a transpose into or out of them then misses at every row. A cache line
+// between lanes spreads them over the sets.
+template <class E>
+constexpr uint64_t kLanePad = 64 / sizeof(E);
+
 template <class T, class Cache>
 PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool forward, uint64_t threads,
-                           bool inPlace = false) {
+                           bool inPlace = false, bool padded = false) {
     using F = Fftw<T>;
     using FC = typename F::complex;
     using C = std::complex<T>;
     const uint64_t n = job.n, half = n / 2 + 1;
+    const uint64_t realLane = n + (padded ? kLanePad<T> : 0), complexLane = half + (padded ? kLanePad<C> : 0);
     Job<T> laneJob{job.context, n, lanes, 1, job.sign, 0};
     laneJob.context.numThreads = threads;
     Buffer<T> probeReal(1), probeComplex(2);
     const int alignment = F::alignment(probeReal.data);
     PlanKey key = laneJob.key(inPlace, alignment, alignment);
-    key[3] |= uint64_t(1) << kKeyBufferedBit;
-    const size_t realBytes = size_t(lanes * n) * sizeof(T), complexBytes = size_t(lanes * half) * sizeof(C);
+    key[3] |= uint64_t(1) << kKeyBufferedBit | uint64_t(padded) << kKeyPaddedBit;
+    const size_t realBytes = size_t(lanes * realLane) * sizeof(T), complexBytes = size_t(lanes * complexLane) * sizeof(C);
     const fftw_iodim64 d{ptrdiff_t(n), 1, 1};
     C* spectrum = reinterpret_cast<C*>(probeComplex.data);
     if (forward) {
-        const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(inPlace ? 2 * half : n), ptrdiff_t(half)};
+        const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(inPlace ? 2 * complexLane : realLane), ptrdiff_t(complexLane)};
         return planFor<T>(
             cache, laneJob, inPlace ? probeComplex.data : probeReal.data, spectrum, complexBytes, complexBytes,
             [&](unsigned flags, T* i, C* o) {
@@ -222,7 +231,7 @@ PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool
             },
             &key);
     }
-    const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(half), ptrdiff_t(n)};
+    const fftw_iodim64 how{ptrdiff_t(lanes), ptrdiff_t(complexLane), ptrdiff_t(realLane)};
     return planFor<T>(
         cache, laneJob, spectrum, probeReal.data, complexBytes, realBytes,
         [&](unsigned flags, C* i, T* o) {
@@ -245,12 +254,23 @@ R scaleDivisor(double n) {
     return R(n);
 }
 
+// body(divide), divide(x) being x / scaleDivisor(n). When 1/n is exact (n a power of two) the
+// division is a multiplication by it: the same bits, at a fraction of a division's cost.
+template <class R, class Body>
+void withDivisor(double n, const Body& body) {
+    const R d = scaleDivisor<R>(n), inverse = R(1) / d;
+    int exponent;
+    if (std::frexp(d, &exponent) == R(0.5) && std::isnormal(inverse)) body([inverse](R x) { return x * inverse; });
+    else body([d](R x) { return x / d; });
+}
+
 template <class R>
 void scaleBy(R* p, size_t reals, double n) {
-    const R d = scaleDivisor<R>(n);
-    forSequences((reals + kScaleBlock - 1) / kScaleBlock, kScaleBlock, [&](uint64_t b) {
-        const size_t end = std::min(reals, size_t(b + 1) * kScaleBlock);
-        for (size_t i = size_t(b) * kScaleBlock; i < end; ++i) p[i] = p[i] / d;
+    withDivisor<R>(n, [&](auto divide) {
+        forSequences((reals + kScaleBlock - 1) / kScaleBlock, kScaleBlock, [&](uint64_t b) {
+            const size_t end = std::min(reals, size_t(b + 1) * kScaleBlock);
+            for (size_t i = size_t(b) * kScaleBlock; i < end; ++i) p[i] = divide(p[i]);
+        });
     });
 }
 

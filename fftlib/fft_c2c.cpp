@@ -55,14 +55,55 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
                 for (uint64_t k = 0; k < n; ++k) std::memcpy(to + stride * k, buffer.data + W * k, w * sizeof(C<T>));
                 continue;
             }
-            const T d = scaleDivisor<T>(double(n));
-            for (uint64_t k = 0; k < n; ++k)
-                for (uint64_t j = 0; j < w; ++j) {
-                    const C<T> v = buffer.data[W * k + j];
-                    to[stride * k + j] = C<T>(v.real() / d, v.imag() / d);
-                }
+            withDivisor<T>(double(n), [&](auto divide) {
+                for (uint64_t k = 0; k < n; ++k)
+                    for (uint64_t j = 0; j < w; ++j) {
+                        const C<T> v = buffer.data[W * k + j];
+                        to[stride * k + j] = C<T>(divide(v.real()), divide(v.imag()));
+                    }
+            });
         }
     });
+}
+
+// The plan over `count` contiguous sequences, n apart, on one thread.
+template <class T>
+PlanOwner<T> contiguousPlan(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* cache, uint64_t count,
+                            C<T>* in, C<T>* out) {
+    using F = Fftw<T>;
+    using FC = typename F::complex;
+    Job<T> blockJob = job;
+    blockJob.outer = count;
+    blockJob.context.numThreads = 1;
+    const size_t bytes = size_t(count * job.n) * sizeof(C<T>);
+    fftw_iodim64 d, how[2];
+    blockJob.dims(d, how, job.n, job.n);
+    return planFor<T>(cache, blockJob, in, out, bytes, bytes, [&](unsigned flags, C<T>* i, C<T>* o) {
+        return F::dft(1, &d, 2, how, reinterpret_cast<FC*>(i), reinterpret_cast<FC*>(o), job.sign, flags);
+    });
+}
+
+// The inverse of many contiguous sequences in blocks of `block`: each block transformed by a
+// one-thread plan and divided by n while it is in cache; blocks run in parallel.
+template <class T>
+void blockedInverse(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* cache, C<T>* src, C<T>* out,
+                    uint64_t block) {
+    using FC = typename Fftw<T>::complex;
+    const uint64_t n = job.n, outer = job.outer, blocks = outer / block, rest = outer - blocks * block;
+    const auto runBlock = [&](const PlanOwner<T>& p, uint64_t first, uint64_t count) {
+        T* to = reinterpret_cast<T*>(out + first * n);
+        Fftw<T>::execDft(p.plan, reinterpret_cast<FC*>(src + first * n), reinterpret_cast<FC*>(to));
+        withDivisor<T>(double(n), [&](auto divide) {
+            for (uint64_t i = 0; i < 2 * count * n; ++i) to[i] = divide(to[i]);
+        });
+    };
+    const PlanOwner<T> plan = contiguousPlan(job, cache, block, src, out);
+    vlcommon::runRange(outer * n >= kParallelElements, uint64_t(0), blocks, uint64_t(1),
+                       [&](const tbb::blocked_range<uint64_t>& r) {
+                           for (uint64_t b = r.begin(); b < r.end(); ++b) runBlock(plan, b * block, block);
+                       });
+    if (rest) runBlock(contiguousPlan(job, cache, rest, src + blocks * block * n, out + blocks * block * n),
+                       blocks * block, rest);
 }
 
 }  // namespace
@@ -82,6 +123,11 @@ struct Driver<T, kComplexToComplex> {
         }
         if (stride >= 2 * kStridedBlock) {
             buffered(job, cache, src, out);
+            return true;
+        }
+        const uint64_t block = blockColumns<T>(n);
+        if (stride == 1 && job.sign > 0 && block != 0 && outer >= 2 * block) {
+            blockedInverse(job, cache, src, out, block);
             return true;
         }
         const size_t bytes = size_t(stride * n * outer) * sizeof(C<T>);

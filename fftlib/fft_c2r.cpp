@@ -7,7 +7,7 @@ namespace vfl_fft {
 namespace {
 
 // Sequences at least kRowBlock apart go through a buffer in blocks of kRowBlock neighbours.
-constexpr uint64_t kRowBlock = 8;
+constexpr uint64_t kRowBlock = 16;
 
 // Each block: the first halves of the neighbours copied into contiguous lanes, transformed by one
 // plan of one thread, and written back row by row (divided by n for the inverse); blocks run in
@@ -19,20 +19,23 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
     using FC = typename F::complex;
     const uint64_t n = job.n, stride = job.stride, outer = job.outer, W = kRowBlock, half = n / 2 + 1;
     const uint64_t common = std::min(inLen, half), blocks = (stride + W - 1) / W;
-    const PlanOwner<T> plan = realLanesPlan(cache, job, W, false, 1);
-    const T d = job.sign > 0 ? scaleDivisor<T>(double(n)) : T(1);
+    const uint64_t realLane = n + kLanePad<T>, complexLane = half + kLanePad<std::complex<T>>;
+    const PlanOwner<T> plan = realLanesPlan(cache, job, W, false, 1, false, true);
+    const double divisor = job.sign > 0 ? double(n) : 1.0;
     vlcommon::runRange(true, uint64_t(0), blocks * outer, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {
-        Buffer<std::complex<T>> spectrum(size_t(W * half));
-        Buffer<T> real(size_t(W * n));
-        std::fill(spectrum.data, spectrum.data + W * half, std::complex<T>(0));
+        Buffer<std::complex<T>> spectrum(size_t(W * complexLane));
+        Buffer<T> real(size_t(W * realLane));
+        std::fill(spectrum.data, spectrum.data + W * complexLane, std::complex<T>(0));
         for (uint64_t t = r.begin(); t < r.end(); ++t) {
             const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
             const std::complex<T>* from = in + s0 + stride * inLen * o;
             T* to = out + s0 + stride * n * o;
-            rowsToLanes(from, stride, common, spectrum.data, half, w);
+            rowsToLanes(from, stride, common, spectrum.data, complexLane, w);
             F::execC2r(plan.plan, reinterpret_cast<FC*>(spectrum.data), real.data);
-            for (uint64_t k = 0; k < n; ++k)
-                for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = real.data[n * j + k] / d;
+            withDivisor<T>(divisor, [&](auto divide) {
+                for (uint64_t k = 0; k < n; ++k)
+                    for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = divide(real.data[realLane * j + k]);
+            });
         }
     });
 }
@@ -62,14 +65,15 @@ void blockedSequences(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToRea
                       T* out, uint64_t inLen, uint64_t block) {
     using FC = typename Fftw<T>::complex;
     const uint64_t n = job.n, outer = job.outer, half = n / 2 + 1, blocks = outer / block, rest = outer - blocks * block;
-    const T d = scaleDivisor<T>(double(n));
     Buffer<std::complex<T>> probe(size_t(block * half));
     const PlanOwner<T> plan = contiguousPlan(job, cache, block, probe.data, out);
     const auto runBlock = [&](const PlanOwner<T>& p, uint64_t first, uint64_t count, std::complex<T>* staged) {
         restage(in + first * inLen, inLen, staged, half, 1, count);
         T* to = out + first * n;
         Fftw<T>::execC2r(p.plan, reinterpret_cast<FC*>(staged), to);
-        for (uint64_t i = 0; i < count * n; ++i) to[i] = to[i] / d;
+        withDivisor<T>(double(n), [&](auto divide) {
+            for (uint64_t i = 0; i < count * n; ++i) to[i] = divide(to[i]);
+        });
     };
     vlcommon::runRange(blocks >= 2 && outer * n >= kParallelElements, uint64_t(0), blocks, uint64_t(1),
                        [&](const tbb::blocked_range<uint64_t>& r) {

@@ -163,5 +163,9 @@ def test_plans_for_one_thread_and_several_give_the_same_bits(threads):
     x = rng.standard_normal(2**18) + 1j * rng.standard_normal(2**18)
     X = np.asfortranarray(rng.standard_normal((600, 700)))
     r, R = rng.standard_normal(2**18), np.asfortranarray(rng.standard_normal((2**17, 3)))
-    run = lambda: [vm.fft(x), vm.fft(X), vm.ifft(x), vm.fft(r), vm.fft(R)]
+    Z = X + 1j * np.asfortranarray(rng.standard_normal((600, 700)))
+    # the inverse of many columns runs in blocks of columns, the last one short
+    run = lambda: [vm.fft(x), vm.fft(X), vm.ifft(x), vm.fft(r), vm.fft(R), vm.ifft(Z), vm.ifft(X)]
     assert_one_thread_matches_several(threads, run)
+    assert_transform_close(vm.ifft(Z), np.fft.ifft(Z, axis=0), 600)
+    assert_transform_close(vm.ifft(Z.astype(np.complex64)), np.fft.ifft(Z, axis=0), 600, single=True)

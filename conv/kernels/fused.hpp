@@ -8,40 +8,16 @@
 #include <cstring>
 #include <type_traits>
 
+#include "common/vectors.hpp"
 #include "conv/kernels/arith.hpp"
 
 namespace vfl_conv {
 
 namespace detail {
 
-// Vectors of a real type, and the same type for unaligned access.
-constexpr size_t kVectorBytes = 64;
-template <class T>
-struct VecOf;
-template <>
-struct VecOf<float> {
-    typedef float type __attribute__((vector_size(kVectorBytes)));
-    typedef float unaligned __attribute__((vector_size(kVectorBytes), aligned(4), may_alias));
-};
-template <>
-struct VecOf<double> {
-    typedef double type __attribute__((vector_size(kVectorBytes)));
-    typedef double unaligned __attribute__((vector_size(kVectorBytes), aligned(8), may_alias));
-};
-template <class T>
-using Vec = typename VecOf<T>::type;
-template <class T>
-using UnalignedVec = typename VecOf<T>::unaligned;
-
-template <class T>
-inline Vec<T> loadVec(const T* p) {
-    return *reinterpret_cast<const UnalignedVec<T>*>(p);
-}
-
-template <class T>
-inline void storeVec(T* p, const Vec<T>& v) {
-    *reinterpret_cast<UnalignedVec<T>*>(p) = v;
-}
+using vlcommon::loadVec;
+using vlcommon::storeVec;
+using vlcommon::Vec;
 
 // Vectors of accumulators per block: enough independent sums to hide the adder's latency
 // without spilling (conv2 2048^2 by 7x7 double: 4 vectors 11.0 ms, 8 10.2 ms, 16 14.2 ms).

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "filter/kernels/fir_gather.hpp"
 #include "filter/kernels/update_step.hpp"
 
 namespace vfl_filter {
@@ -34,6 +35,10 @@ struct vlFilterFIR {
         if (zi)
             seedFrom(out + ow * start, outCplx, zi + zw * std::min(start, nz), ziCplx,
                      std::min(end, nz) - std::min(start, nz));
+        if (!bCplx && !xCplx && !outCplx) {
+            firGather(size_t(nb), b, x, out, size_t(start), size_t(end));
+            return;
+        }
         const i64 k0 = start < nb ? 0 : start - nb + 1;
         for (i64 k = k0; k < start; ++k) {
             const i64 off = start - k;

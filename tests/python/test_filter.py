@@ -205,3 +205,36 @@ def test_the_register_delay_line_gives_the_bits_of_the_general_path(order):
     assert general[0].dtype == np.float64
     np.testing.assert_array_equal(real[0], general[0])
     np.testing.assert_array_equal(real[1], general[1])
+
+
+def fir_in_order(b, x, zi):
+    """A real FIR as plain steps: each output starts from its initial condition (or 0) and adds
+    b[t] * x[j - t] for t descending, each product and sum rounded in x's precision."""
+    y = np.zeros_like(x)
+    y[: len(zi)] = zi[: len(x)]
+    for t in range(len(b) - 1, -1, -1):
+        if t < len(x):
+            y[t:] = y[t:] + b[t] * x[: len(x) - t]
+    return y
+
+
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_real_fir_gives_the_bits_of_plain_steps(dtype, threads):
+    """Blocks of outputs in registers, ragged ends, taps longer than the column, initial
+    conditions, a column long enough to be cut among threads: bit for bit against plain steps."""
+    rng = np.random.default_rng(11)
+    for nb, n in [(1, 50), (4, 1), (7, 200), (16, 333), (17, 129), (64, 5000), (300, 250), (40, 50000)]:
+        b, x = rand(rng, nb, dtype=dtype), rand(rng, n, dtype=dtype)
+        zi = rand(rng, nb - 1, dtype=dtype)
+        want = fir_in_order(b, x, np.zeros(0, dtype))
+        want_zi = fir_in_order(b, x, zi)
+        for count in (1, 2):
+            threads(count)
+            np.testing.assert_array_equal(vm.filter(b, dtype(1), x), want)
+            if nb > 1:
+                np.testing.assert_array_equal(vm.filter(b, dtype(1), x, zi), want_zi)
+        # the columns of a matrix, each its own (a single row is filtered along itself)
+        X = np.asfortranarray(rand(rng, (max(n, 2), 3), dtype=dtype))
+        got = vm.filter(b, dtype(1), X)
+        for c in range(3):
+            np.testing.assert_array_equal(got[:, c], fir_in_order(b, X[:, c], np.zeros(0, dtype)))

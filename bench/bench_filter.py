@@ -64,9 +64,21 @@ def fir_rows(report):
     return met
 
 
+def iir_orders(report):
+    """Orders on either side of the end of the register form."""
+    x = data((10**6, 8), 7)
+    for order in (16, 17, 32):
+        poles = 0.5 * np.exp(2j * np.pi * np.arange(order // 2) / order)
+        a = np.real(np.poly(np.r_[poles, np.conj(poles), [0.3] * (order % 2)]))
+        b = np.random.default_rng(order).standard_normal(order + 1)
+        t = median_times([lambda: vm.filter(b, a, x), lambda: signal.lfilter(b, a, x, axis=0)], repeats=5)
+        report.add(f"IIR order {order}, 10^6 x 8, double", t[0], "lfilter", t[1], GOAL)
+
+
 def run(report):
     fir_rows(report)
     iir(report)
+    iir_orders(report)
     fir(report, (10**6, 8), "FIR 64 taps, 10^6 x 8, double")
     fir(report, (8 * 10**6,), "FIR 64 taps, one column of 8x10^6")
 

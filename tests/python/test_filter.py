@@ -193,7 +193,7 @@ def test_sparse_and_result_count_errors():
     np.testing.assert_array_equal(vm.call(10, [1.0], [1.0], np.ones(3)), np.ones(3)), "slot 10 is the same filter"
 
 
-@pytest.mark.parametrize("order", [1, 2, 8, 16, 17])
+@pytest.mark.parametrize("order", [1, 2, 8, 16, 17, 24, 32, 33])
 def test_the_register_delay_line_gives_the_bits_of_the_general_path(order):
     rng = np.random.default_rng(order)
     b = rand(rng, order + 1)

@@ -59,6 +59,16 @@ def real_rows(report):
     report.add("fft real double 1024x1024 along dim 2", t[0], "scipy.fft", t[1], 1.2)
 
 
+def full_plan_store(report):
+    """A prime length after the plan store has filled up and refuses it: the plan refused last is
+    kept aside, so the calls after the first do not plan again. Run last: it fills the store."""
+    for n in range(2**20, 2**20 + 40):  # lengths whose plans fill the store
+        vm.fft(np.ones(n) + 0j)
+    x = np.random.default_rng(6).standard_normal(65539) + 0j
+    t = median_times([lambda: vm.fft(x), lambda: scipy.fft.fft(x, workers=WORKERS)], repeats=15)
+    report.add("fft complex 65539 (prime), plan store full", t[0], "scipy.fft", t[1], 1.0)
+
+
 def long_real_columns(report):
     x = np.asfortranarray(np.random.default_rng(4).standard_normal((2**20, 8)))
     ours = lambda: vm.fft(x)
@@ -129,6 +139,7 @@ def run(report):
     measure_gain(report, cases)
     complex_3d(report)
     fftw_overhead(report)
+    full_plan_store(report)
 
 
 if __name__ == "__main__":

@@ -5,12 +5,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 #include "common/parallel_range.hpp"
 #include "fftlib/fft.hpp"
 #include "fftlib/plans.hpp"
+#include "fftlib/refused_plans.hpp"
 
 namespace vfl_fft {
 
@@ -122,10 +125,11 @@ void ensureRoomToPlan(uint64_t n) {
     Buffer<char> room(size_t(n * kPerLength));
 }
 
-// A plan, destroyed at the end of the call when the cache did not keep it.
+// A plan, destroyed at the end of the call when neither the cache nor the refused plans keep it.
 template <class T>
 struct PlanOwner {
     PlanOwner(PlanOf<T> p, bool o) : plan(p), owned(o) {}
+    explicit PlanOwner(std::shared_ptr<HeldPlan<T>> h) : plan(h->plan), owned(false), held(std::move(h)) {}
     PlanOwner(const PlanOwner&) = delete;
     PlanOwner& operator=(const PlanOwner&) = delete;
     ~PlanOwner() {
@@ -133,6 +137,7 @@ struct PlanOwner {
     }
     PlanOf<T> plan;
     bool owned;
+    std::shared_ptr<HeldPlan<T>> held;
 };
 
 // Finds or makes the plan in the cache (either family's interface); `make(flags, in, out)` plans
@@ -144,8 +149,15 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
     const bool inPlace = static_cast<void*>(in) == static_cast<void*>(out);
     const int alignIn = F::alignment(reinterpret_cast<T*>(in)), alignOut = F::alignment(reinterpret_cast<T*>(out));
     const PlanKey key = keyOverride ? *keyOverride : job.key(inPlace, alignIn, alignOut);
-    if (cache)
+    const size_t family = typeid(Cache).hash_code();
+    if (cache) {
         if (PlanOf<T> plan = cache->find(key)) return {plan, false};
+        if (auto held = RefusedPlans<T>::instance().find(family, key)) {
+            if (!cache->insert(key, held->plan)) return PlanOwner<T>(std::move(held));
+            RefusedPlans<T>::instance().adopted(family, key);
+            return {held->plan, false};
+        }
+    }
     const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
     ensureRoomToPlan<T>(job.n);
     PlanOf<T> plan;
@@ -162,8 +174,9 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
     }
     if (!plan) throw std::runtime_error("FFTWAssertionFailure");
     countPlanMade();
-    const bool kept = cache && cache->insert(key, plan);
-    return {plan, !kept};
+    if (!cache) return {plan, true};
+    if (cache->insert(key, plan)) return {plan, false};
+    return PlanOwner<T>(RefusedPlans<T>::instance().keep(family, key, plan));
 }
 
 // Rows 0 .. count-1 of w neighbouring sequences, `stride` apart from `from`, into w contiguous

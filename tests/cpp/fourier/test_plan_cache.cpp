@@ -120,3 +120,37 @@ TEST(PlanCache, RefusedCosinePlansStayTheTransformsToDestroy) {
     EXPECT_NEAR(y[17], 1 / std::sqrt(40.0), 1e-15) << "the first column of the orthonormal DCT-III";
     EXPECT_EQ(x[0], 1.0) << "the input stays as it was";
 }
+
+TEST(PlanCache, ARefusedPlanIsKeptAsideOfferedAgainAndMadeOnce) {
+    // Each miss still offers a plan, but the one refused last time, not a new one.
+    RefusingCache<double, 2> refusing;
+    std::vector<std::complex<double>> x(37, 1.0), y(37);
+    fftwContext context;
+    const uint64_t before = fftwApi::getInstance().plansMade();
+    for (int i = 0; i < 3; ++i) veltraFFT1D<double, 2>(context, &refusing, x.data(), y.data(), 1, 37, 37, 1, -1);
+    EXPECT_EQ(refusing.offered, 3);
+    EXPECT_EQ(fftwApi::getInstance().plansMade() - before, 1u);
+    EXPECT_EQ(y[0], std::complex<double>(37, 0));
+
+    // A cache with room later takes the kept plan over, and destroys it itself.
+    struct RefusingOnce : fftwPlanCacheInterface<double, 2> {
+        int offered = 0;
+        PlanKey key{};
+        fftw_plan plan = nullptr;
+        bool insert(const PlanKey& k, fftw_plan p) override {
+            if (++offered == 1) return false;
+            key = k, plan = p;
+            return true;
+        }
+        fftw_plan find(const PlanKey& k) override { return plan && k == key ? plan : nullptr; }
+        ~RefusingOnce() override {
+            if (plan) fftw_destroy_plan(plan);
+        }
+    } once;
+    const uint64_t start = fftwApi::getInstance().plansMade();
+    for (int i = 0; i < 3; ++i) veltraFFT1D<double, 2>(context, &once, x.data(), y.data(), 1, 41 - 4, 37, 1, +1);
+    EXPECT_EQ(once.offered, 2);
+    EXPECT_EQ(fftwApi::getInstance().plansMade() - start, 1u);
+    EXPECT_NEAR(y[0].real(), 1.0, 1e-15) << "the inverse of ones: 1, then zeros";
+    EXPECT_NEAR(std::abs(y[5]), 0.0, 1e-15);
+}

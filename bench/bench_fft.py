@@ -59,6 +59,16 @@ def real_rows(report):
     report.add("fft real double 1024x1024 along dim 2", t[0], "scipy.fft", t[1], 1.2)
 
 
+def uneven_cubes(report):
+    """fftn of 192^3 against 200^3: the smaller cube's rows lie a multiple of 64 KiB apart."""
+    for n in (192, 200):
+        rng = np.random.default_rng(n)
+        x = np.asfortranarray(rng.standard_normal((n, n, n)) + 1j * rng.standard_normal((n, n, n)))
+        c = np.ascontiguousarray(x)
+        t = median_times([lambda: vm.fftn(x), lambda: scipy.fft.fftn(c, workers=WORKERS)], repeats=3)
+        report.add(f"fftn complex double {n}^3", t[0], "scipy.fft", t[1], 1.2)
+
+
 def full_plan_store(report):
     """A prime length after the plan store has filled up and refuses it: the plan refused last is
     kept aside, so the calls after the first do not plan again. Run last: it fills the store."""
@@ -138,6 +148,7 @@ def run(report):
              ("fft 1000x1000 columns", repeated_real_columns(report))]
     measure_gain(report, cases)
     complex_3d(report)
+    uneven_cubes(report)
     fftw_overhead(report)
     full_plan_store(report)
 

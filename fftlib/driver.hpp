@@ -179,18 +179,22 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
     return PlanOwner<T>(RefusedPlans<T>::instance().keep(family, key, plan));
 }
 
+// Rows of strided sequences lie pages apart, where the hardware's prefetchers do not follow: a
+// gather asks for the row kRowsAhead ahead of the one it copies.
+constexpr uint64_t kRowsAhead = 8;
+template <class E>
+inline void prefetchRow(const E* row, uint64_t w) {
+    constexpr uint64_t kLine = 64;
+    const char* p = reinterpret_cast<const char*>(row);
+    for (uint64_t b = 0; b < w * sizeof(E); b += kLine) __builtin_prefetch(p + b);
+}
+
 // Rows 0 .. count-1 of w neighbouring sequences, `stride` apart from `from`, into w contiguous
 // lanes of `lane` samples each; the lanes are zero past `count`.
 template <class E>
 void rowsToLanes(const E* from, uint64_t stride, uint64_t count, E* lanes, uint64_t lane, uint64_t w) {
-    // Rows lie pages apart, where the hardware's prefetchers do not follow: the rows a few
-    // ahead are asked for while this one is copied.
-    constexpr uint64_t kAhead = 8, kLine = 64;
     for (uint64_t k = 0; k < count; ++k) {
-        if (k + kAhead < count) {
-            const char* ahead = reinterpret_cast<const char*>(from + stride * (k + kAhead));
-            for (uint64_t b = 0; b < w * sizeof(E); b += kLine) __builtin_prefetch(ahead + b);
-        }
+        if (k + kRowsAhead < count) prefetchRow(from + stride * (k + kRowsAhead), w);
         for (uint64_t j = 0; j < w; ++j) lanes[lane * j + k] = from[stride * k + j];
     }
     for (uint64_t j = 0; j < w; ++j) std::fill(lanes + lane * j + count, lanes + lane * (j + 1), E(0));

@@ -4,16 +4,18 @@
 #include <pybind11/stl.h>
 
 #include "fftlib/fft.hpp"
+#include "python/calls.hpp"
 #include "python/convert.hpp"
 #include "python/half_spectrum.hpp"
 
 namespace vlpy {
 
+const vlhost::Module* gModule = nullptr;
+
 namespace {
 
 // Kept for the life of the process: never released after the interpreter is gone.
 py::handle gErrorClass, gWarningClass;
-const vlhost::Module* gModule = nullptr;
 std::string gModulePath;  // the copy of the library loaded, for the instruction set
 
 // Arguments converted for one call; destroyed with the GIL held.
@@ -35,6 +37,8 @@ py::str text(const std::string& s) {
     return py::reinterpret_steal<py::str>(t);
 }
 
+}  // namespace
+
 // A host error as vlmathdsp.Error, with its identifier.
 void setError(const vlhost::HostError& e) {
     py::list arguments;
@@ -42,6 +46,8 @@ void setError(const vlhost::HostError& e) {
     py::object error = gErrorClass(text(e.what()), e.identifier, e.component, e.key, arguments);
     PyErr_SetObject(gErrorClass.ptr(), error.ptr());
 }
+
+namespace {
 
 // A Python int as a count within [low, high], or the host's error `key` naming the value.
 long long boundedInt(const py::int_& value, long long low, long long high, const char* key, const std::string& range) {
@@ -51,6 +57,8 @@ long long boundedInt(const py::int_& value, long long low, long long high, const
     if (overflow || v < low || v > high) throw vlhost::hostError(key, range);
     return v;
 }
+
+}  // namespace
 
 py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, int principal) {
     Arguments in;
@@ -84,51 +92,11 @@ py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, i
     return std::move(outputs);
 }
 
-py::object run(vxBuiltin fn, const py::tuple& args, int nargout, int principal) {
+namespace {
+
+py::object runTuple(vxBuiltin fn, const py::tuple& args, int nargout, int principal) {
     return run(fn, PySequence_Fast_ITEMS(args.ptr()), size_t(args.size()), nargout, principal);
 }
-
-// The slot's result for x, a non-empty NumPy vector of float32, float64, complex64 or complex128,
-// as complex of x's precision; None for any other x. A plain fast call, for fft(x) in a loop:
-// parsing its arguments the general way costs more than a 64-point transform.
-PyObject* complexOfVector(PyObject*, PyObject* const* args, Py_ssize_t count) {
-    try {
-        if (count != 2) throw py::type_error("complex_of_vector takes a slot and an array");
-        auto& api = py::detail::npy_api::get();
-        PyObject* x = args[1];
-        if (Py_TYPE(x) != api.PyArray_Type_) Py_RETURN_NONE;
-        const auto* a = py::detail::array_proxy(x);
-        const int type = py::detail::array_descriptor_proxy(a->descr)->type_num;
-        using npy = py::detail::npy_api;
-        const int want = type == npy::NPY_FLOAT_ || type == npy::NPY_CFLOAT_ ? npy::NPY_CFLOAT_
-                         : type == npy::NPY_DOUBLE_ || type == npy::NPY_CDOUBLE_ ? npy::NPY_CDOUBLE_
-                                                                                 : -1;
-        if (want < 0 || a->nd != 1 || a->dimensions[0] == 0) Py_RETURN_NONE;
-        int overflow = 0;
-        const long long index = PyLong_AsLongLongAndOverflow(args[0], &overflow);
-        if (index == -1 && PyErr_Occurred()) throw py::error_already_set();
-        if (overflow || index < 0 || size_t(index) >= gModule->slotCount())
-            throw vlhost::hostError("noSuchSlot", std::string(py::str(args[0])));
-        py::object r = run(gModule->slot(size_t(index)), args + 1, 1, 1, 0);
-        // A spectrum whose imaginary parts are all zero comes back real.
-        if (Py_TYPE(r.ptr()) != api.PyArray_Type_ ||
-            py::detail::array_descriptor_proxy(py::detail::array_proxy(r.ptr())->descr)->type_num != want)
-            r = r.attr("astype")(py::reinterpret_steal<py::object>(api.PyArray_DescrFromType_(want)));
-        return r.release().ptr();
-    } catch (const vlhost::HostError& e) {
-        setError(e);
-    } catch (py::error_already_set& e) {
-        e.restore();
-    } catch (const py::builtin_exception& e) {
-        e.set_error();
-    } catch (const std::exception& e) {
-        PyErr_SetString(PyExc_RuntimeError, e.what());
-    }
-    return nullptr;
-}
-
-PyMethodDef gComplexOfVector = {"complex_of_vector", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(complexOfVector)),
-                                METH_FASTCALL, "The slot's complex result for a NumPy vector, or None."};
 
 // Probes for the tests of the conversion layer: they run through the same call path.
 void echoProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
@@ -162,17 +130,14 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         gModule = &vlhost::Module::load(gModulePath);
     });
     m.def("call_slot", [](py::int_ slot, py::tuple args, py::int_ nargout, int principal) {
-        int overflow = 0;
-        const long long index = PyLong_AsLongLongAndOverflow(slot.ptr(), &overflow);
-        if (overflow || index < 0 || size_t(index) >= gModule->slotCount())
-            throw vlhost::hostError("noSuchSlot", std::string(py::str(slot)));
+        vxBuiltin fn = slotOf(slot.ptr());
         const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
-        return run(gModule->slot(size_t(index)), args, outputs, principal);
+        return runTuple(fn, args, outputs, principal);
     });
-    m.add_object("complex_of_vector", py::reinterpret_steal<py::object>(PyCFunction_New(&gComplexOfVector, nullptr)));
+    addFastCalls(m);
     m.def("module_path", []() { return gModulePath; });
     m.def("half_spectrum", [](py::object x, py::object n, py::object dim) {
-        return run(&halfSpectrum, py::make_tuple(x, n, dim), 1, 0);
+        return runTuple(&halfSpectrum, py::make_tuple(x, n, dim), 1, 0);
     });
     m.def("call_function", [](py::str fullName, py::tuple args, py::int_ nargout, int principal) {
         // Lone surrogates pass through: such a name is simply not found.
@@ -183,7 +148,7 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         const int outputs = int(boundedInt(nargout, 0, vlhost::kMaxOutputs, "outputCount", std::to_string(vlhost::kMaxOutputs)));
         vxBuiltin fn = vlhost::findFunction(name);
         if (!fn) throw vlhost::hostError("undefinedFunction", name);
-        return run(fn, args, outputs, principal);
+        return runTuple(fn, args, outputs, principal);
     });
     m.def("set_num_threads", [](py::int_ n) {
         vlhost::setNumThreads(size_t(boundedInt(n, 1, vlhost::kMaxThreads, "threadCount", std::to_string(vlhost::kMaxThreads))));
@@ -195,8 +160,8 @@ PYBIND11_MODULE(_vlmathdsp, m) {
     m.def("get_num_threads", []() { return vlhost::numThreads(); });
     m.def("live_arrays", []() { return vlhost::liveArrays(); });
     m.def("live_blocks", []() { return vlhost::liveByteBlocks(); });
-    m.def("_echo", [](py::tuple args) { return run(echoProbe, args, 1, 0); });
-    m.def("_warn", []() { return run(warnProbe, py::tuple(), 1, -1); });
+    m.def("_echo", [](py::tuple args) { return runTuple(echoProbe, args, 1, 0); });
+    m.def("_warn", []() { return runTuple(warnProbe, py::tuple(), 1, -1); });
     m.def("_host_data_address", [](py::object value) {
         Argument a = toHost(value);
         const auto address = reinterpret_cast<uintptr_t>(a.array->data);

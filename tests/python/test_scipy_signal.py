@@ -147,6 +147,21 @@ def test_lfilter_of_a_vector_takes_the_direct_call_with_the_same_bits():
                 close(got, scipy.signal.lfilter(*coefficients, x), size)
     zero_imag = ours.lfilter(b, a, np.ones(8, np.complex128))
     assert zero_imag.dtype == np.complex128
+    # what the direct call does not take goes the general way: a[0] == 0, byte-swapped or
+    # integer data, 2-d coefficients
+    x = data(50, np.float64, 3)
+    with pytest.raises(ValueError, match="a\\[0\\] == 0"):
+        ours.lfilter(b, np.r_[0.0, a[1:]], x)
+    for args in [(b, a, x.astype(">f8")), (b, a, np.arange(50)), (b[None], a, x)]:
+        try:
+            want = scipy.signal.lfilter(*args)
+        except ValueError as e:
+            with pytest.raises(ValueError):
+                ours.lfilter(*args)
+            continue
+        got = ours.lfilter(*args)
+        assert got.dtype == want.dtype and got.shape == want.shape
+        close(got, want, 50)
 
 
 def test_sosfilt_matches_scipy():

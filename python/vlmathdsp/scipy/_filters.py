@@ -4,6 +4,7 @@ import numpy as np
 
 from .. import functions as vm
 from .. import _vlmathdsp
+from ..errors import Error
 from ..host import _calling
 from ._layout import HostView, Unsupported, axis_index
 
@@ -65,13 +66,21 @@ def _run(b, a, x, axis, zi):
 
 
 def lfilter(b, a, x, axis=-1, zi=None):
+    if zi is None and (axis == -1 or axis == 0):
+        # Small calls: vectors of one type go straight to the engine's slot (the host's row,
+        # filtered along), every check in the extension; a[0] == 0 and the rest take the path below.
+        try:
+            r = _vlmathdsp.vectors_of_one_type(9, 2, b, a, x)
+        except Error:
+            r = None
+        if r is not None:
+            return r
     b, a = _coefficients(b, a)
     if zi is None and type(x) is np.ndarray and x.ndim == 1 and x.size and (axis == -1 or axis == 0):
-        # Small calls: a vector straight to the engine's slot (the host's row, filtered along).
-        same = b.dtype is x.dtype and a.dtype is x.dtype
-        dtype = x.dtype if same else np.result_type(b, a, x)
+        # Vectors of mixed types: NumPy's promotion first.
+        dtype = np.result_type(b, a, x)
         if dtype.type in _FLOATS and dtype.isnative:
-            args = (b, a, x) if same else tuple(v.astype(dtype, copy=False) for v in (b, a, x))
+            args = tuple(v.astype(dtype, copy=False) for v in (b, a, x))
             r = _calling(lambda: _vlmathdsp.call_slot(9, args, 1, 2), args)
             return r if r.dtype is dtype else r.astype(dtype)
     x = np.asarray(x)

@@ -1,5 +1,7 @@
 """fft and ifft against numpy.fft: lengths, dimensions, padding, classes, the symmetry test."""
 
+import threading
+
 import numpy as np
 import pytest
 
@@ -169,3 +171,31 @@ def test_plans_for_one_thread_and_several_give_the_same_bits(threads):
     assert_one_thread_matches_several(threads, run)
     assert_transform_close(vm.ifft(Z), np.fft.ifft(Z, axis=0), 600)
     assert_transform_close(vm.ifft(Z.astype(np.complex64)), np.fft.ifft(Z, axis=0), 600, single=True)
+
+
+def test_refused_plans_are_shared_by_threads_whose_stores_are_full():
+    """Plans a full store refuses are kept aside for every thread, more lengths than are kept:
+    threads that take, evict and offer them at once get the bits of a cached plan."""
+    primes = [65537, 65539, 65543, 65551, 65557, 65563, 65579, 65581, 65587, 65599, 65609, 65617]
+    xs = {n: np.random.default_rng(n).standard_normal(n) + 0j for n in primes}
+    want = {n: vm.fft(xs[n]) for n in primes}
+    wrong = []
+
+    def worker(seed):
+        try:
+            for n in range(2**18, 2**18 + 6):  # 4.2 MB accounted each: the store is full after 4
+                vm.fft(np.ones(n) + 0j)
+            rng = np.random.default_rng(seed)
+            for _ in range(30):
+                n = primes[rng.integers(len(primes))]
+                if not np.array_equal(vm.fft(xs[n]), want[n]):
+                    wrong.append(n)
+        except Exception as e:  # reported by the assert below
+            wrong.append(repr(e))
+
+    workers = [threading.Thread(target=worker, args=(s,)) for s in range(3)]
+    for w in workers:
+        w.start()
+    for w in workers:
+        w.join()
+    assert wrong == []

@@ -12,6 +12,7 @@
 
 #include "host/call_frame.hpp"
 #include "host/embed.hpp"
+#include "host/recycled.hpp"
 
 namespace vlhost {
 namespace {
@@ -84,26 +85,10 @@ BlockCache& blockCache() {
 }
 
 // Small blocks are kept per thread, a few of each power-of-two capacity: a small call's result
-// then makes no trip through malloc, whose path for 1 KiB and more sweeps its fast bins. Off
-// under the address sanitizer, which must see every block freed.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr size_t kSmallClasses = 0;
-#else
-constexpr size_t kSmallClasses = 11;  // 64 B to 64 KiB
-#endif
-constexpr size_t kSmallKept = 4;
-
-struct SmallCache {
-    PlainHeader* kept[kSmallClasses + 1][kSmallKept] = {};
-    size_t count[kSmallClasses + 1] = {};
-    bool alive = true;
-    ~SmallCache() {
-        alive = false;
-        for (size_t c = 0; c < kSmallClasses; ++c)
-            for (size_t i = 0; i < count[c]; ++i) std::free(kept[c][i]);
-    }
-};
-thread_local SmallCache tSmall;
+// then makes no trip through malloc, whose path for 1 KiB and more sweeps its fast bins. Under
+// the address sanitizer capacities are not rounded up to a class, and nothing is kept.
+constexpr size_t kSmallClasses = 11 * kShelved;  // 64 B to 64 KiB
+thread_local Shelf<4, std::free> tSmall[kSmallClasses + 1];
 
 // The class of a capacity (a multiple of kAlignment), kSmallClasses when above them.
 size_t smallClass(size_t capacity) {
@@ -119,7 +104,7 @@ PlainHeader* rawAllocate(size_t bytes) {
     PlainHeader* h = nullptr;
     if (small < kSmallClasses) {
         capacity = kAlignment << small;
-        if (tSmall.alive && tSmall.count[small]) h = tSmall.kept[small][--tSmall.count[small]];
+        h = static_cast<PlainHeader*>(tSmall[small].take());
     } else if (capacity >= kCachedMinimum) {
         h = blockCache().take(capacity);
     }
@@ -172,10 +157,7 @@ void freeBytes(void* ptr) {
     h->magic = 0;
     --gLiveBlocks;
     const size_t small = smallClass(h->capacity);
-    if (small < kSmallClasses && h->capacity == kAlignment << small && tSmall.alive && tSmall.count[small] < kSmallKept) {
-        tSmall.kept[small][tSmall.count[small]++] = h;
-        return;
-    }
+    if (small < kSmallClasses && h->capacity == kAlignment << small && tSmall[small].put(h)) return;
     if (h->capacity < kCachedMinimum || !blockCache().keep(h)) std::free(h);
 }
 

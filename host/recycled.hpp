@@ -1,5 +1,5 @@
-// Small records kept per thread for reuse: a small call makes and frees a few of each, and a trip
-// through malloc for every one of them is a good part of such a call's cost.
+// Freed memory kept per thread for reuse: a small call makes and frees a few records and small
+// blocks, and a trip through malloc for every one of them is a good part of such a call's cost.
 #pragma once
 
 #include <cstddef>
@@ -7,38 +7,51 @@
 
 namespace vlhost::detail {
 
-// Derive T from Recycled<T> to keep up to kKept freed T's per thread. Off under the address
-// sanitizer, which must see every record freed.
-template <class T>
-struct Recycled {
-    static void* operator new(std::size_t bytes) {
-        Shelf& s = shelf();
-        if (bytes == sizeof(T) && s.alive && s.count) return s.kept[--s.count];
-        return ::operator new(bytes);
+// Up to N freed pieces of one size kept by a thread; `Release` frees those left when the thread
+// ends, and every piece put back afterwards.
+template <std::size_t N, void (*Release)(void*)>
+class Shelf {
+public:
+    void* take() { return alive_ && count_ ? kept_[--count_] : nullptr; }
+    bool put(void* p) {
+        if (!alive_ || count_ == N) return false;
+        kept_[count_++] = p;
+        return true;
     }
-    static void operator delete(void* p, std::size_t bytes) {
-        Shelf& s = shelf();
-        if (p && bytes == sizeof(T) && s.alive && s.count < kKept) s.kept[s.count++] = p;
-        else ::operator delete(p);
+    ~Shelf() {
+        alive_ = false;
+        while (count_) Release(kept_[--count_]);
     }
 
 private:
+    void* kept_[N ? N : 1] = {};
+    std::size_t count_ = 0;
+    bool alive_ = true;
+};
+
+// Shelves keep nothing under the address sanitizer, which must see every piece freed.
 #if defined(__SANITIZE_ADDRESS__)
-    static constexpr std::size_t kKept = 0;
+constexpr std::size_t kShelved = 0;
 #else
-    static constexpr std::size_t kKept = 16;
+constexpr std::size_t kShelved = 1;
 #endif
-    struct Shelf {
-        void* kept[kKept ? kKept : 1] = {};
-        std::size_t count = 0;
-        bool alive = true;  // false once this thread's shelf is gone
-        ~Shelf() {
-            alive = false;
-            while (count) ::operator delete(kept[--count]);
-        }
-    };
-    static Shelf& shelf() {
-        thread_local Shelf s;
+
+inline void deleteRecord(void* p) { ::operator delete(p); }
+
+// Derive T from Recycled<T> to keep up to 16 freed T's per thread.
+template <class T>
+struct Recycled {
+    static void* operator new(std::size_t bytes) {
+        void* p = bytes == sizeof(T) ? shelf().take() : nullptr;
+        return p ? p : ::operator new(bytes);
+    }
+    static void operator delete(void* p, std::size_t bytes) {
+        if (p && !(bytes == sizeof(T) && shelf().put(p))) ::operator delete(p);
+    }
+
+private:
+    static Shelf<16 * kShelved, deleteRecord>& shelf() {
+        thread_local Shelf<16 * kShelved, deleteRecord> s;
         return s;
     }
 };

@@ -49,14 +49,15 @@ PyObject* guarded(const Body& body) {
     return nullptr;
 }
 
-// complex_of_vector(slot, x): the slot's result for a vector x, as complex of x's precision.
+// complex_of_vector(slot, x[, n]): the slot's result for a vector x (and a length), as complex
+// of x's precision.
 PyObject* complexOfVector(PyObject*, PyObject* const* args, Py_ssize_t count) {
     return guarded([&]() -> PyObject* {
-        if (count != 2) throw py::type_error("complex_of_vector takes a slot and an array");
+        if (count != 2 && count != 3) throw py::type_error("complex_of_vector takes a slot, an array and a length");
         const int type = vectorType(args[1]);
         if (type < 0) Py_RETURN_NONE;
         const int want = type == npy::NPY_FLOAT_ || type == npy::NPY_CFLOAT_ ? npy::NPY_CFLOAT_ : npy::NPY_CDOUBLE_;
-        return ofType(run(slotOf(args[0]), args + 1, 1, 1, 0), want).release().ptr();
+        return ofType(run(slotOf(args[0]), args + 1, size_t(count - 1), 1, 0), want).release().ptr();
     });
 }
 
@@ -77,8 +78,8 @@ PyObject* vectorsOfOneType(PyObject*, PyObject* const* args, Py_ssize_t count) {
 
 PyMethodDef gFastCalls[] = {
     {"complex_of_vector", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(complexOfVector)), METH_FASTCALL,
-     "The slot's result for a non-empty NumPy vector of the engine's classes, as complex of its precision; "
-     "None for any other value."},
+     "The slot's result for a non-empty NumPy vector of the engine's classes (and a length), as complex of "
+     "its precision; None for any other value."},
     {"vectors_of_one_type", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(vectorsOfOneType)),
      METH_FASTCALL,
      "The slot's result for non-empty NumPy vectors of one of the engine's floating types, as that type; "

@@ -78,11 +78,10 @@ def lfilter(b, a, x, axis=-1, zi=None):
     b, a = _coefficients(b, a)
     if zi is None and type(x) is np.ndarray and x.ndim == 1 and x.size and (axis == -1 or axis == 0):
         # Vectors of mixed types: NumPy's promotion first.
-        dtype = np.result_type(b, a, x)
-        if dtype.type in _FLOATS and dtype.isnative:
-            args = tuple(v.astype(dtype, copy=False) for v in (b, a, x))
-            r = _calling(lambda: _vlmathdsp.call_slot(9, args, 1, 2), args)
-            return r if r.dtype is dtype else r.astype(dtype)
+        args = tuple(v.astype(np.result_type(b, a, x), copy=False) for v in (b, a, x))
+        r = _calling(lambda: _vlmathdsp.vectors_of_one_type(9, 2, *args), args)
+        if r is not None:
+            return r
     x = np.asarray(x)
     if x.ndim == 0 or x.size == 0:
         raise Unsupported

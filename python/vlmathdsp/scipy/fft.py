@@ -112,22 +112,14 @@ def _symmetric_inverse(x, n, axis):
 
 # Small calls: a native 1-d array at the library's thread setting, unscaled forward or
 # backward-scaled inverse, goes straight to the engine's slot (the same plan as the general path).
-_DIRECT = {np.dtype(t): np.dtype(complex_dtype(t)) for t in (np.float32, np.float64, np.complex64, np.complex128)}
-
-
 def _direct(x, n, forward):
-    """fft or ifft of x to n points (None: its length) by the slot, when x is a native 1-d array
-    of the engine's classes; else None."""
+    """fft or ifft of x to n points (None: its length) by the slot, when x is a native non-empty
+    1-d array of the engine's classes; else None."""
+    slot = 4 if forward else 5
     if n is None:
-        return _vlmathdsp.complex_of_vector(4 if forward else 5, x)
-    want = _DIRECT.get(x.dtype) if type(x) is np.ndarray and x.ndim == 1 and x.shape[0] else None
-    if want is None:
-        return None
+        return _vlmathdsp.complex_of_vector(slot, x)
     m = operator.index(n)
-    if m < 1:
-        return None
-    r = _vlmathdsp.call_slot(4 if forward else 5, (x,) if m == x.shape[0] else (x, m), 1, 0)
-    return r if r.dtype == want else r.astype(want)
+    return _vlmathdsp.complex_of_vector(slot, x, m) if m >= 1 else None
 
 
 def _fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None, forward=True):

@@ -5,7 +5,7 @@ import cv2
 import numpy as np
 from scipy import ndimage, signal
 
-from harness import Report, median_times
+from harness import Report, keep_freed_memory, median_times
 
 import vlmathdsp as vm
 
@@ -77,6 +77,7 @@ def run(report):
 
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("conv2")
     report.header()
     run(report)

@@ -14,7 +14,6 @@ its second run."""
 
 import argparse
 import os
-import resource
 import sys
 import time
 import uuid
@@ -32,10 +31,6 @@ import scipy.signal
 import vlmathdsp.dask as vd
 
 
-def peak_rss():
-    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
-
-
 LIMIT = 6 * 2**30
 
 
@@ -51,7 +46,7 @@ def measure(make):
         start = time.perf_counter()
         value = client.compute(result, sync=True)
         seconds = time.perf_counter() - start
-        peaks = client.run(peak_rss)
+        peaks = client.run(harness.peak_memory)
     return seconds, max(peaks.values()), value
 
 

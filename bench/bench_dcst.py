@@ -4,7 +4,7 @@ import numpy as np
 import scipy.fft
 
 from bench_fft import measure_gain
-from harness import Report, median_times
+from harness import Report, keep_freed_memory, median_times
 
 import vlmathdsp as vm
 
@@ -32,6 +32,7 @@ def run(report):
 
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("cosine transforms")
     report.header()
     run(report)

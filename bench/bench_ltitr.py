@@ -3,7 +3,7 @@
 import numpy as np
 from scipy import signal
 
-from harness import Report, median_times
+from harness import Report, keep_freed_memory, median_times
 
 import vlmathdsp as vm
 
@@ -35,6 +35,7 @@ def run(report):
 
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("ltitr")
     report.header()
     run(report)

@@ -7,7 +7,7 @@ import numpy as np
 import torch
 import torch.nn.functional as F
 
-from harness import Report, median_times
+from harness import Report, keep_freed_memory, median_times
 
 import vlmathdsp as vm
 from vlmathdsp import nn
@@ -63,6 +63,7 @@ def run(report):
 
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("vlmathdsp.nn against torch")
     report.header()
     run(report)

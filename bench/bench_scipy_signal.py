@@ -4,7 +4,7 @@ host-convention functions that do the same work."""
 import numpy as np
 import scipy.signal
 
-from harness import Report, median_times
+from harness import Report, keep_freed_memory, median_times
 
 import vlmathdsp as vm
 import vlmathdsp.scipy.signal as face
@@ -61,6 +61,7 @@ def run(report):
 
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("scipy.signal face")
     report.header()
     run(report)

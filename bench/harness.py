@@ -15,7 +15,8 @@ def keep_freed_memory():
     """Large blocks stay with the process once freed, instead of going back to the system and
     being faulted in again, page by page, by the next call. Whether a peer (or we) paid for those
     faults otherwise depended on the allocator's history: PyTorch's conv2d took 20 ms or 150 ms
-    on the same call. Every party gets the faster state."""
+    on the same call. Every party gets the faster state. A benchmark's main calls it: the setting
+    holds for the whole process, so importing this module must not make it."""
     try:
         libc = ctypes.CDLL("libc.so.6")
     except OSError:
@@ -26,7 +27,22 @@ def keep_freed_memory():
     libc.mallopt(M_TOP_PAD, 1 << 28)
 
 
-keep_freed_memory()
+def memory_bytes():
+    """This process's resident memory now and its peak, in bytes. The peak is that of the process's
+    own image: a process started by fork and exec does not inherit its parent's, as getrusage's
+    would."""
+    fields = {}
+    with open("/proc/self/status") as status:
+        for line in status:
+            key, _, value = line.partition(":")
+            if key in ("VmRSS", "VmHWM"):
+                fields[key] = int(value.split()[0]) * 1024
+    return fields.get("VmRSS", 0), fields.get("VmHWM", 0)
+
+
+def peak_memory():
+    """This process's peak resident memory, in bytes (see memory_bytes)."""
+    return memory_bytes()[1]
 
 
 # Pause before each timed call: thread pools (ours and the peers') spin for a while after a

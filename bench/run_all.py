@@ -14,9 +14,10 @@ import bench_nn
 import bench_pooling
 import bench_strided
 import bench_window_norm
-from harness import Report
+from harness import Report, keep_freed_memory
 
 if __name__ == "__main__":
+    keep_freed_memory()
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
     for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm,

@@ -4,17 +4,19 @@ target_link_libraries(_vlmathdsp PRIVATE vlhost vlfl_fft)
 set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP_PACKAGE_DIR})
 add_dependencies(_vlmathdsp vlmathdsp ${VLMATHDSP_VARIANTS})
 
-file(GLOB VLMATHDSP_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py
-     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.pyi ${CMAKE_SOURCE_DIR}/python/vlmathdsp/py.typed)
-file(GLOB VLMATHDSP_SCIPY_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.py
-     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/scipy/*.pyi)
-file(GLOB VLMATHDSP_DASK_PY_FILES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/dask/*.py
-     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/dask/*.pyi)
-add_custom_target(vlmathdsp_python ALL
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}/scipy
-  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}
-  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_SCIPY_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}/scipy
-  COMMAND ${CMAKE_COMMAND} -E make_directory ${VLMATHDSP_PACKAGE_DIR}/dask
-  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${VLMATHDSP_DASK_PY_FILES} ${VLMATHDSP_PACKAGE_DIR}/dask
-  DEPENDS ${VLMATHDSP_PY_FILES} ${VLMATHDSP_SCIPY_PY_FILES} ${VLMATHDSP_DASK_PY_FILES}
-  COMMENT "Assembling the vlmathdsp package")
+# The package's Python files, subpackages included, copied beside the extension.
+file(GLOB_RECURSE VLMATHDSP_PY_FILES CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR}/python/vlmathdsp
+     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.py ${CMAKE_SOURCE_DIR}/python/vlmathdsp/*.pyi
+     ${CMAKE_SOURCE_DIR}/python/vlmathdsp/py.typed)
+set(VLMATHDSP_PY_OUTPUTS)
+foreach(file ${VLMATHDSP_PY_FILES})
+  get_filename_component(folder ${VLMATHDSP_PACKAGE_DIR}/${file} DIRECTORY)
+  add_custom_command(OUTPUT ${VLMATHDSP_PACKAGE_DIR}/${file}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/python/vlmathdsp/${file} ${VLMATHDSP_PACKAGE_DIR}/${file}
+    DEPENDS ${CMAKE_SOURCE_DIR}/python/vlmathdsp/${file})
+  list(APPEND VLMATHDSP_PY_OUTPUTS ${VLMATHDSP_PACKAGE_DIR}/${file})
+endforeach()
+add_custom_target(vlmathdsp_python ALL DEPENDS ${VLMATHDSP_PY_OUTPUTS} COMMENT "Assembling the vlmathdsp package")
+# The package target is the whole importable package: its Python files and what they load.
+add_dependencies(vlmathdsp_python _vlmathdsp)

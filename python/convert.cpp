@@ -160,7 +160,9 @@ Argument toHost(const py::handle& value) {
         PyErr_Clear();  // beyond int64: NumPy decides
     }
     if (!ndarray) {
-        if (value.is_none()) return {vlhost::createNumeric({0, 0}, VX_DOUBLE_CLASS, false), false};
+        // None and an empty list are the host's [], 0 by 0 (NumPy would make [] 1 by 0).
+        if (value.is_none() || (PyList_CheckExact(value.ptr()) && PyList_GET_SIZE(value.ptr()) == 0))
+            return {vlhost::createNumeric({0, 0}, VX_DOUBLE_CLASS, false), false};
         if (py::isinstance<py::str>(value)) return {vlhost::createChar(toUtf16(py::str(value))), false};
         if (isStringArray(value)) return stringArrayToHost(value);
         if (isSparse(value)) return sparseToHost(value);

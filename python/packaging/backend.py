@@ -30,14 +30,18 @@ def _tag():
 
 
 def _build():
-    """The package folder, built."""
+    """The package folder, built: the target vlmathdsp_python is the extension, the libraries it
+    loads and the Python files."""
     build = os.environ.get("VLMATHDSP_BUILD_DIR", os.path.join(ROOT, "build-wheel"))
     if not os.path.exists(os.path.join(build, "CMakeCache.txt")):
         subprocess.run(["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", "-DVLMATHDSP_TESTS=OFF"],
                        check=True, stdout=sys.stderr)
     subprocess.run(["cmake", "--build", build, "--target", "vlmathdsp_python",
                     "-j", str(os.cpu_count() or 1)], check=True, stdout=sys.stderr)
-    return os.path.join(build, "python", NAME)
+    package = os.path.join(build, "python", NAME)
+    if not any(f.startswith("_vlmathdsp") and f.endswith(".so") for f in os.listdir(package)):
+        raise RuntimeError(f"the build in {build} made no compiled extension _vlmathdsp")
+    return package
 
 
 def _metadata():

@@ -5,9 +5,20 @@ import os
 
 import numpy as np
 
-from . import _vlmathdsp
 from .errors import Error, HostWarning
 
+
+def _extension():
+    """The compiled extension; a package folder without it says how to build it."""
+    import importlib.util
+    if importlib.util.find_spec(f"{__package__}._vlmathdsp") is None:
+        raise ImportError(f"vlmathdsp: the compiled extension _vlmathdsp is missing from {os.path.dirname(__file__)}; "
+                          "build it with `bash scripts/setup.sh` (then PYTHONPATH=build/python) or `pip install .`")
+    from . import _vlmathdsp
+    return _vlmathdsp
+
+
+_vlmathdsp = _extension()
 
 
 def _numpy_max_dims():
@@ -70,7 +81,7 @@ def call(slot, *args, nargout=1, principal=0):
     slot : int
         The slot (0 conv_forward ... 15 window_norm; 11 is ltitr).
     *args
-        Arrays, numbers, str, None (an empty double array) or string arrays.
+        Arrays, numbers, str, None or [] (the empty 0-by-0 double array) or string arrays.
     nargout : int, optional
         Results asked for (default 1).
     principal : int, optional

@@ -144,6 +144,36 @@ def _filters():
             "b-shorter": (rng.standard_normal(2), np.array([1.5, -0.5, 0.2, 0.1]))}
 
 
+def test_building_a_graph_computes_nothing_and_facts_skip_the_count():
+    made = []
+
+    def block(block_info=None):
+        info = block_info[None]
+        made.append(info["chunk-location"])
+        return np.random.default_rng(sum(info["array-location"][0])).standard_normal(info["chunk-shape"])
+
+    source = lambda: da.map_blocks(block, chunks=((6, 6, 5), (9, 9)), dtype=np.float64)  # noqa: E731
+    kernel = rng.standard_normal((3, 4))
+    whole = np.asarray(source().compute(scheduler="sync"))
+    graphs = [vd.convn(source(), kernel, "same"), vd.conv2(source(), kernel, "valid"),
+              vd.strided_convn(source(), kernel, [2, 3], "corr")]
+    made.clear()
+    given = [vd.convn(source(), kernel, "same", facts="dense"), vd.convn(source(), kernel, facts=(whole.size, True))]
+    assert made == []
+    wants = [vm.convn(whole, kernel, "same"), vm.conv2(whole, kernel, "valid"),
+             vm.strided_convn(whole, kernel, [2, 3], "corr"), vm.convn(whole, kernel, "same"), vm.convn(whole, kernel)]
+    for graph, want in zip(graphs, wants):
+        made.clear()
+        same_bits(want, graph.compute(scheduler="sync"))
+        assert len(made) == 2 * 6  # the counting pass, then the parts
+    for graph, want in zip(given, wants[3:]):
+        made.clear()
+        same_bits(want, graph.compute(scheduler="sync"))
+        assert len(made) == 6  # no counting pass
+    with pytest.raises(ValueError, match="facts"):
+        vd.convn(source(), kernel, facts="sparse")
+
+
 @pytest.mark.parametrize("name", list(_filters()))
 def test_filter_carries_state(run, name):
     b, a = _filters()[name]

@@ -13,10 +13,12 @@ import scipy.signal
 import vlmathdsp
 import vlmathdsp.dask as dask_face
 import vlmathdsp.nn as nn
+import vlmathdsp.nn._modules  # noqa: F401  (the torch modules, made when first asked for)
 import vlmathdsp.scipy.fft as fft_face
 import vlmathdsp.scipy.signal as signal_face
 
-MODULES = [vlmathdsp.functions, vlmathdsp.host, vlmathdsp.strings, vlmathdsp.errors, nn, fft_face, signal_face,
+MODULES = [vlmathdsp.functions, vlmathdsp.host, vlmathdsp.strings, vlmathdsp.errors, nn._functional, nn._modules,
+           fft_face, signal_face,
            dask_face, dask_face._convolution, dask_face._filtering, dask_face._tasks]
 PUBLIC = [(vlmathdsp, vlmathdsp.__all__), (nn, nn.__all__), (fft_face, fft_face.__all__),
           (signal_face, signal_face.__all__), (dask_face, dask_face.__all__)]

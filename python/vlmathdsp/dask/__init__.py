@@ -5,7 +5,8 @@ processes, a remote cluster.
 
 Results equal the one machine's bit for bit: convolutions overlap chunks by the kernel's extent,
 keep the whole array's borders, and take the whole array's path and loop order (its count of
-non-zeros and finiteness are read in one pass when the call is made); filter, lfilter and ltitr
+non-zeros and finiteness are read by a pass in the graph, before the parts are convolved, unless
+the caller gives them with facts=); filter, lfilter and ltitr
 hand each chunk's state to the next along the filtered axis, in parallel across the other axes;
 1-d transforms gather their axis in one chunk. The differences: N-dimensional transforms pass
 along each axis in turn and may differ from the one machine's in the last bits; a result is

@@ -3,6 +3,7 @@
 import dask
 import dask.array as da
 import numpy as np
+from dask.graph_manipulation import bind
 
 from .. import functions as vm
 from ..host import call_function
@@ -90,22 +91,42 @@ def _working(a):
     return a if a.dtype in (np.float32, np.float64, np.complex64, np.complex128) else a.astype(np.float64)
 
 
-def _facts(A):
-    """What the engine's choice of path reads of the whole first operand: its count of non-zero
-    elements and whether all are finite. One pass over A, made at once."""
-    nonzeros, finite = dask.compute(da.count_nonzero(A), da.isfinite(A).all())
-    return float(nonzeros), float(bool(finite))
+def _block_facts(block):
+    return np.count_nonzero(block), bool(np.isfinite(block).all())
+
+
+def _whole_facts(parts):
+    return float(sum(n for n, _ in parts)), float(all(f for _, f in parts))
+
+
+def _facts(P, given):
+    """What the engine's choice of path reads of the whole first operand P (its count of non-zero
+    elements and whether all are finite, as a pair of floats or a Delayed of one), and P to read
+    the parts from. Unless the caller gives the facts, a pass over P's chunks in the graph counts
+    them, and the parts are P's chunks made anew once that pass is done, so that no chunk waits
+    in memory for the count: building the graph computes nothing."""
+    if given is not None:
+        if isinstance(given, str) and given == "dense":
+            return (float(P.size), 1.0), P
+        try:
+            nonzeros, finite = given
+            return (float(nonzeros), float(bool(finite))), P
+        except (TypeError, ValueError):
+            raise ValueError(f"vlmathdsp.dask: facts must be 'dense' or (non-zeros, all finite), got {given!r}") from None
+    counted = dask.delayed(_whole_facts)([dask.delayed(_block_facts)(b) for b in P.to_delayed().ravel()])
+    return counted, bind(P, counted, seed=P.name)
 
 
 def _vec(values):
     return np.asarray(values, dtype=np.float64).reshape(1, -1)
 
 
-def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False, vectors=None, part=None):
+def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=False, vectors=None, part=None,
+              given=None):
     """A convolved by a kernel of kernel_shape in mode: full_of(sub) is the engine's full result,
     whole(a) its result in mode, part(sub, size, facts, lo, hi) the window [lo, hi) of a part's full
-    result given the whole's size and facts; vectors, for conv2 of two vectors, whether both are
-    double."""
+    result given the whole's size and facts (the caller's, given, or counted in the graph); vectors,
+    for conv2 of two vectors, whether both are double."""
     A = da.asarray(A)
     P, ks = _padded(A, kernel_shape)
     if P.size == 0 or 0 in ks:
@@ -119,21 +140,24 @@ def _convolve(A, kernel_shape, mode, dtype, full_of, whole, vector, separable=Fa
         least[d] = max(least[d], _vector_least_read(P.shape[d], ks[d], vectors))
     axes = [_axis(mode, m, k, r) for m, k, r in zip(P.shape, ks, least)]
     # Two vectors take their kernel from their lengths alone, which the least read keeps.
-    facts = None if part is None or matrix_vectors else _facts(P)
-
-    def engine(sub, firsts, counts):
-        if facts is not None:
-            return part(sub, P.shape, facts, firsts, [f + c for f, c in zip(firsts, counts)])
-        full = np.asarray(full_of(sub)).reshape(tuple(s + k - 1 for s, k in zip(sub.shape, ks)))
-        return cut_full(full, firsts, counts)
-
-    out = windowed(P, axes, dtype, engine, keep_chunks=mode == "same")
+    shape = P.shape
+    if part is None or matrix_vectors:
+        def engine(sub, firsts, counts):
+            full = np.asarray(full_of(sub)).reshape(tuple(s + k - 1 for s, k in zip(sub.shape, ks)))
+            return cut_full(full, firsts, counts)
+        out = windowed(P, axes, dtype, engine, keep_chunks=mode == "same")
+    else:
+        def engine(sub, firsts, counts, facts):
+            return part(sub, shape, facts, firsts, [f + c for f, c in zip(firsts, counts)])
+        facts, P = _facts(P, given)
+        out = windowed(P, axes, dtype, engine, keep_chunks=mode == "same", facts=facts)
     return out.reshape(host_shape(out.shape, vector))
 
 
-def conv2(*args):
+def conv2(*args, facts=None):
     """vlmathdsp.conv2 of a chunked A (or C, with the separable kernel u v'): conv2(A, B[, shape])
-    or conv2(u, v, C[, shape]), B, u and v being NumPy arrays held whole by every task."""
+    or conv2(u, v, C[, shape]), B, u and v being NumPy arrays held whole by every task; facts as
+    in convnc."""
     separable = len(args) >= 3 and not isinstance(args[2], str)
     if separable:
         u, v, A = np.asarray(args[0]), np.asarray(args[1]), da.asarray(args[2])
@@ -156,7 +180,7 @@ def conv2(*args):
     vectors = None if separable else real_class(A.dtype) == real_class(B.dtype) == np.float64
     part = None if separable else _part_of("conv2", _working(B), mode)
     return _convolve(A, kernel, mode, dtype, lambda a: call(a, "full"), lambda a: call(a, mode), A.ndim == 1,
-                     separable, vectors, part)
+                     separable, vectors, part, facts)
 
 
 def _part_of(name, B, mode):
@@ -165,19 +189,22 @@ def _part_of(name, B, mode):
     return part
 
 
-def convnc(A, B, shape):
-    """vlmathdsp.convnc of a chunked A by a NumPy kernel B."""
+def convnc(A, B, shape, facts=None):
+    """vlmathdsp.convnc of a chunked A by a NumPy kernel B. The engine's path follows the whole A's
+    count of non-zeros and finiteness: a pass over A in the graph counts them, and A's chunks are
+    read again after it. facts="dense" (or the pair (non-zeros, all finite)) says them instead and
+    saves that pass; the result then has the one machine's bits when they are true."""
     A, B = da.asarray(A), np.asarray(B)
     dtype = result_dtype(A.dtype, B.dtype)
     mode = _mode(shape, lambda: vm.convnc(np.zeros((1,) * max(A.ndim, 1), A.dtype), B, shape))
     vectors = real_class(A.dtype) == real_class(B.dtype) == np.float64
     return _convolve(A, B.shape, mode, dtype, lambda a: vm.convnc(a, B, "full"), lambda a: vm.convnc(a, B, mode),
-                     A.ndim == 1, vectors=vectors, part=_part_of("convnc", B, mode))
+                     A.ndim == 1, vectors=vectors, part=_part_of("convnc", B, mode), given=facts)
 
 
-def convn(A, B, shape="full"):
-    """vlmathdsp.convn of a chunked A by a NumPy kernel B."""
-    return convnc(A, B, shape)
+def convn(A, B, shape="full", facts=None):
+    """vlmathdsp.convn of a chunked A by a NumPy kernel B; facts as in convnc."""
+    return convnc(A, B, shape, facts)
 
 
 def _per_dim(value, nd, default, first_only):
@@ -191,9 +218,9 @@ def _per_dim(value, nd, default, first_only):
     return [int(t) for t in v] + list(default[v.size:])
 
 
-def strided_convn(A, B, *args):
+def strided_convn(A, B, *args, facts=None):
     """vlmathdsp.strided_convn of a chunked A: strided_convn(A, B[, stride[, startIndex[, endIndex]]][,
-    option]); each task samples the full result over the outputs of its chunk."""
+    option]); each task samples the full result over the outputs of its chunk; facts as in convnc."""
     A, B = da.asarray(A), np.asarray(B)
     options = [v for v in args if isinstance(v, str)]
     numbers = [v for v in args if not isinstance(v, str)]
@@ -214,7 +241,7 @@ def strided_convn(A, B, *args):
     axes = [Axis(m, k, s - 1, n, t, k + 1) for m, k, s, n, t in zip(P.shape, ks, start, counts, stride)]
     if 0 in counts:
         return eager(A, lambda a: vm.strided_convn(a, B, *args), dtype)
-    facts, Bw = _facts(P), _working(B)
+    Bw = _working(B)
     is_corr = float(bool(options) and options[0][:3].lower() == "cor")
 
     def box(firsts, shape):
@@ -222,9 +249,12 @@ def strided_convn(A, B, *args):
 
     whole = box([s - 1 for s in start], counts)
 
-    def engine(sub, firsts, shape):
-        return call_function(_PART, "strided", _working(sub), Bw, _vec(stride), _vec(P.shape), *facts,
+    size = P.shape
+
+    def engine(sub, firsts, shape, facts):
+        return call_function(_PART, "strided", _working(sub), Bw, _vec(stride), _vec(size), *facts,
                              *box(firsts, shape), *whole, is_corr)
 
-    out = windowed(P, axes, dtype, engine, keep_chunks=False)
+    counted, P = _facts(P, facts)
+    out = windowed(P, axes, dtype, engine, keep_chunks=False, facts=counted)
     return out.reshape(host_shape(out.shape, A.ndim == 1))

@@ -41,6 +41,12 @@ for _kind in ("dct", "idct", "dst", "idst"):
                              "x", f"vd.{_kind}n(da.ones((2, 3), chunks=1)).compute().shape", "(2, 3)")
 
 
+_FACTS = ['facts : "dense" or (float, bool), optional',
+          "    The whole first operand's count of non-zero elements and whether all are finite, which",
+          "    choose the engine's path. By default a pass in the graph counts them before the parts are",
+          '    convolved; given ("dense": all non-zero and finite), that pass is not made.']
+
+
 def document(function):
     """Completes function's own docstring (kept as the summary) with the sections of its entry."""
     call, operand, example, output = _ENTRIES[function.__name__]
@@ -48,7 +54,8 @@ def document(function):
     lines = [*summary.splitlines(), "", f"Called as {call}.", "",
              "Parameters", "----------",
              f"{operand} : dask.array.Array", "    The array operated on, in chunks of any size.",
-             "*args", f"    As in vlmathdsp.{function.__name__}; other arrays are NumPy arrays held whole.", "",
+             "*args", f"    As in vlmathdsp.{function.__name__}; other arrays are NumPy arrays held whole.",
+             *(_FACTS if "facts" in inspect.signature(function).parameters else []), "",
              "Returns", "-------", "dask.array.Array",
              "    Its chunks computed by tasks that call the library; see the module's docstring for how",
              "    they meet the one machine's result.", "",

@@ -49,10 +49,11 @@ class Axis:
         return left, right
 
 
-def windowed(A, axes, dtype, engine, keep_chunks=True):
-    """map_overlap of A for per-axis Axis descriptions: engine(sub, starts, counts) returns the
-    outputs of a sub-array whose first element is input element `starts` (per axis), the first
-    output being full index f0 + j0 * stride relative to the sub-array, as `counts` outputs."""
+def windowed(A, axes, dtype, engine, keep_chunks=True, **extra):
+    """map_overlap of A for per-axis Axis descriptions: engine(sub, starts, counts, **extra) returns
+    the outputs of a sub-array whose first element is input element `starts` (per axis), the first
+    output being full index f0 + j0 * stride relative to the sub-array, as `counts` outputs. The
+    values of extra may be Delayed: each task then waits for them."""
     least = [max(ax.k - 1, ax.least_read, 1) for ax in axes]
     A = A.rechunk(tuple(least_chunks(c, n) for c, n in zip(A.chunks, least)))
     ins = [bounds(c) for c in A.chunks]
@@ -60,7 +61,7 @@ def windowed(A, axes, dtype, engine, keep_chunks=True):
     depths = [ax.depth(i, o) for ax, i, o in zip(axes, ins, outs)]
     out_chunks = tuple(tuple(np.diff(o).tolist()) for o in outs)
 
-    def block(sub, block_id=None):
+    def block(sub, block_id=None, **given):
         shape, cut, full_first = [], [], []
         for d, ax in enumerate(axes):
             i = block_id[d]
@@ -74,11 +75,11 @@ def windowed(A, axes, dtype, engine, keep_chunks=True):
             full_first.append(ax.f0 + j0 * ax.stride - lo)
         if 0 in shape:
             return np.zeros(shape, dtype)
-        return as_dtype(engine(sub[tuple(cut)], full_first, shape), dtype).reshape(shape)
+        return as_dtype(engine(sub[tuple(cut)], full_first, shape, **given), dtype).reshape(shape)
 
     depth = {d: tuple(p) for d, p in enumerate(depths)}
     return da.map_overlap(task(block), A, depth=depth, boundary="none", trim=False, chunks=out_chunks,
-                          dtype=dtype, meta=np.empty((0,) * A.ndim, dtype))
+                          dtype=dtype, meta=np.empty((0,) * A.ndim, dtype), **extra)
 
 
 def cut_full(full, firsts, counts):

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Set-up, build, then every test: C++ under CTest, Python under pytest, a short fuzz run; then the
-# same three again in the address- and undefined-behaviour-sanitizer build.
+# Set-up, build, then what a newcomer does (the tour, pip install . from a pristine copy) and every
+# test: C++ under CTest, Python under pytest, a short fuzz run; then the same three again in the
+# address- and undefined-behaviour-sanitizer build.
 #   bash scripts/test.sh                 # everything (CI)
 #   bash scripts/test.sh --no-sanitize   # the release build only
 #   bash scripts/test.sh --sanitize      # the sanitizer build only
@@ -14,12 +15,14 @@ step() { echo; echo "== $1 ($(date +%T))"; }
 if [ "$mode" != --sanitize ]; then
   step "release build"
   bash scripts/setup.sh
+  step "the README's first command, the tour, as a newcomer runs it (15 minutes at most)"
+  timeout --kill-after=30 900 bash scripts/tour.sh
   step "C++ tests"
   (cd build && ctest -j"$(nproc)" --output-on-failure)
   step "install, and the README's C++ example against the installed package"
   bash tests/install/check.sh build
-  step "pip install . into a virtual environment, offline, from this build"
-  bash tests/install/pip_check.sh build
+  step "pip install . into a virtual environment, offline, from a pristine copy of the source (no build folder)"
+  timeout --kill-after=30 1200 bash tests/install/pip_check.sh
   step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
   step "SciPy's own scipy.fft tests, with vlmathdsp.scipy.fft as the global backend"

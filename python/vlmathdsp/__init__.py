@@ -20,3 +20,18 @@ __all__ = [
     "filter", "idct", "idctn", "idst", "idstn", "ifft", "ifftn", "ltitr", "max_pool",
     "strided_convn", "window_norm",
 ]
+
+
+# The faces are subpackages, imported when first asked for.
+_FACES = ("dask", "nn", "scipy")
+
+
+def __getattr__(name):
+    if name in _FACES:
+        import importlib
+        return importlib.import_module(f"{__name__}.{name}")
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+
+
+def __dir__():
+    return sorted(__all__ + list(_FACES))

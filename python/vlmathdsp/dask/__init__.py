@@ -91,3 +91,7 @@ for _function in (conv2, convn, convnc, strided_convn, filter, lfilter, ltitr, f
 
 __all__ = ["conv2", "convn", "convnc", "dct", "dctn", "dst", "dstn", "fft", "fftn", "filter", "idct",
            "idctn", "idst", "idstn", "ifft", "ifftn", "lfilter", "ltitr", "strided_convn", "task_threads"]
+
+
+def __dir__():
+    return sorted(__all__)

@@ -374,3 +374,7 @@ idstn = _face("idstn", "rn", "The N-dimensional inverse discrete sine transform.
               "np.allclose(fft.idstn(fft.dstn(np.eye(3), type=3), type=3), np.eye(3))", "True")
 
 __all__ = list(_IMPLEMENTATIONS)
+
+
+def __dir__():
+    return sorted(__all__)

@@ -147,3 +147,7 @@ def sosfilt_zi(sos):
 
 __all__ = ["convolve", "correlate", "convolve2d", "correlate2d", "fftconvolve", "oaconvolve", "lfilter",
            "lfilter_zi", "sosfilt", "sosfilt_zi", "dlsim"]
+
+
+def __dir__():
+    return sorted(__all__)

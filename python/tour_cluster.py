@@ -62,3 +62,5 @@ def cluster_workload(report, images=128, side=1024, per_chunk=2):
         want = vm.fft(vm.fft(vm.convn(one, kernel, "same"), [], 2), [], 3)
         same = np.array_equal(np.asarray(want).reshape(got.shape), got)
         print(f"  the first image's spectrum against one machine's calls: {'the same bits' if same else 'DIFFERENT'}")
+        if not same or max(peaks.values()) > limit:
+            raise SystemExit("the cluster step went wrong: see above")

@@ -195,6 +195,11 @@ def test_functions_are_differentiable_and_pass_gradcheck():
         assert torch.autograd.gradcheck(fn, inputs)
     with torch.no_grad():
         assert nn.conv2d(x, w, b).grad_fn is None
+    # A NumPy input with a weight that requires grad: the weight's gradient, as torch's.
+    nn.conv2d(x.detach().numpy(), w, b, padding=1).square().sum().backward()
+    want = w.detach().clone().requires_grad_()
+    F.conv2d(x.detach(), want, b.detach(), padding=1).square().sum().backward()
+    close(w.grad, want.grad)
 
 
 def test_gradients_match_torch_where_maxima_tie():

@@ -3,7 +3,10 @@
 import dask
 import dask.array as da
 import numpy as np
+from dask.core import istask
+from dask.delayed import Delayed
 from dask.graph_manipulation import bind
+from dask.highlevelgraph import HighLevelGraph, MaterializedLayer
 
 from .. import functions as vm
 from ..host import call_function
@@ -114,7 +117,23 @@ def _facts(P, given):
         except (TypeError, ValueError):
             raise ValueError(f"vlmathdsp.dask: facts must be 'dense' or (non-zeros, all finite), got {given!r}") from None
     counted = dask.delayed(_whole_facts)([dask.delayed(_block_facts)(b) for b in P.to_delayed().ravel()])
-    return counted, bind(P, counted, seed=P.name)
+    held = _held(P)
+    if set(P.__dask_layers__()) <= set(held):
+        return counted, P  # P's chunks are data: the parts wait for the count with nothing to hold
+    omit = [Delayed(next(iter(P.dask.layers[name])), HighLevelGraph({name: P.dask.layers[name]}, {name: set()}),
+                    layer=name) for name in held]
+    return counted, bind(P, counted, omit=omit, seed=P.name)
+
+
+def _held(P):
+    """The names of P's layers whose chunks are arrays already (an array given whole, persisted
+    chunks): nothing in them is made anew, or sent twice. Layers of small plain values (the
+    block information of map_blocks) are made anew with the rest, so that the parts' roots stay
+    roots that the scheduler releases a few at a time."""
+    def data(v):
+        return not istask(v) and (isinstance(v, np.ndarray) or type(v).__name__ == "Future")
+    return [name for name, layer in P.dask.layers.items()
+            if isinstance(layer, MaterializedLayer) and len(layer) and all(data(v) for v in layer.values())]
 
 
 def _vec(values):

@@ -26,6 +26,12 @@ def _autograd():
     return _autograd
 
 
+def _tensors(*values):
+    """NumPy arrays among tensors as tensors (None stays None), for an autograd Function."""
+    import torch
+    return [v if v is None or _is_tensor(v) else torch.from_numpy(np.ascontiguousarray(v)) for v in values]
+
+
 def _unwrap(x, name, dtype=None):
     """x as a C-ordered NCHW NumPy array, and whether it was a tensor."""
     is_tensor = _is_tensor(x)
@@ -164,7 +170,7 @@ def conv2d(input, weight, bias=None, stride=1, padding=0, dilation=1, groups=1):
              [42., 46., 50.]]]])
     """
     if _needs_grad(input, weight, bias):
-        return _autograd().Conv2dFunction.apply(input, weight, bias, stride, padding, dilation, groups)
+        return _autograd().Conv2dFunction.apply(*_tensors(input, weight, bias), stride, padding, dilation, groups)
     x, as_tensor = _unwrap(input, "input")
     w, _ = _unwrap(weight, "weight")
     _checks.conv_input(x, w)

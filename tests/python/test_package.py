@@ -28,6 +28,35 @@ def test_public_modules_list_only_public_names(name):
     assert set(names) - subpackages == set(module.__all__) - subpackages
 
 
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+
+# Frees a block of 256 MiB and tells whether the process gave its memory back, as glibc does by
+# default; a process whose allocator keeps freed memory (as the benchmarks' mains set it) does not.
+GIVES_BACK = """
+import ctypes
+libc = ctypes.CDLL("libc.so.6")
+libc.malloc.restype = ctypes.c_void_p
+def rss():
+    return int(next(l for l in open("/proc/self/status") if l.startswith("VmRSS")).split()[1])
+before = rss()
+block = libc.malloc(256 << 20)
+ctypes.memset(block, 1, 256 << 20)
+libc.free(ctypes.c_void_p(block))
+print("gives back" if rss() - before < 64 << 10 else "keeps")
+"""
+
+
+@pytest.mark.skipif("libasan" in os.environ.get("LD_PRELOAD", ""), reason="the sanitizer has its own allocator")
+def test_importing_the_package_the_tour_or_the_harness_leaves_the_allocator_alone():
+    env = {**os.environ, "PYTHONPATH": os.pathsep.join([os.path.dirname(os.path.dirname(vm.__file__)),
+                                                         os.path.join(ROOT, "bench"), os.path.join(ROOT, "python")])}
+    imports = "import vlmathdsp.nn, vlmathdsp.dask, vlmathdsp.scipy.signal, harness, tour, tour_workloads, tour_cluster"
+    for code, want in [(imports, "gives back"), ("import harness; harness.keep_freed_memory()", "keeps")]:
+        run = subprocess.run([sys.executable, "-c", code + "\n" + GIVES_BACK], capture_output=True, text=True, env=env)
+        assert run.returncode == 0, run.stderr
+        assert run.stdout.split("\n")[-2] == want, (code, run.stdout)
+
+
 def test_a_package_without_its_extension_says_how_to_build_it(tmp_path):
     shutil.copytree(os.path.dirname(vm.__file__), tmp_path / "vlmathdsp",
                     ignore=shutil.ignore_patterns("_vlmathdsp*.so", "__pycache__"))

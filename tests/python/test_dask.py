@@ -310,3 +310,16 @@ def test_each_task_runs_on_its_share_of_the_cores(cluster):
     before = vm.get_num_threads()
     assert dask.delayed(vd._tasks.task(count))().compute(scheduler="sync") == cores
     assert vm.get_num_threads() == before  # the task's count stays the task's
+
+
+def test_persisted_and_held_chunks_are_read_where_they_are(cluster):
+    x = rng.standard_normal((24, 30))
+    x[:, :20] = 0  # sparse enough for the engine's other path
+    kernel = rng.standard_normal((3, 2))
+    with distributed.Client(cluster, set_as_default=True) as client:
+        persisted = client.persist(da.from_array(x, chunks=(7, 9)))
+        graph = vd.convn(persisted, kernel, "same")
+        # The persisted chunks stay as they are: nothing of the input is made again.
+        assert not any(key[0] != persisted.name and key[0].startswith("array-") for key in graph.dask
+                       if isinstance(key, tuple))
+        same_bits(vm.convn(x, kernel, "same"), client.compute(graph, sync=True))

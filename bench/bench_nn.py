@@ -1,5 +1,6 @@
 """vlmathdsp.nn on NCHW arrays against torch.nn.functional on the same tensors (both with this
-machine's cores), and the face's cost over the host-convention calls on the transposed view."""
+machine's cores), the face's cost over the host-convention calls on the transposed view, and a
+training step through each module (forward and backward through autograd) against torch's."""
 
 import os
 
@@ -57,9 +58,34 @@ def overhead_rows(report):
         report.add(f"face over host: nn.{name}", t[0], "host call", t[1], 0.95)
 
 
+def training_rows(report):
+    """A training step through the modules: forward, then backward of a given output gradient to
+    the input and the parameters, ours (torch's weights loaded) against torch's modules."""
+    torch.set_num_threads(os.cpu_count())
+    torch.manual_seed(0)
+    x = torch.randn(N, C, H, W)
+    layers = [("Conv2d 3x3 pad 1", torch.nn.Conv2d(C, FILTERS, 3, padding=1), nn.Conv2d(C, FILTERS, 3, padding=1)),
+              ("MaxPool2d 3 s2 p1", torch.nn.MaxPool2d(3, 2, 1), nn.MaxPool2d(3, 2, 1)),
+              ("AvgPool2d 2", torch.nn.AvgPool2d(2), nn.AvgPool2d(2)),
+              ("LocalResponseNorm 5", torch.nn.LocalResponseNorm(5), nn.LocalResponseNorm(5))]
+    for name, theirs, ours in layers:
+        ours.load_state_dict(theirs.state_dict())
+        g = torch.randn(theirs(x).shape)
+
+        def step(module):
+            xg = x.clone().requires_grad_()
+            module.zero_grad()
+            module(xg).backward(g)
+            return xg.grad
+
+        t = median_times([lambda: step(ours), lambda: step(theirs)], repeats=5)
+        report.add(f"training step {N}x{C}x{H}x{W} float32: {name}", t[0], "torch", t[1])
+
+
 def run(report):
     peer_rows(report)
     overhead_rows(report)
+    training_rows(report)
 
 
 if __name__ == "__main__":

@@ -583,10 +583,11 @@ def local_response_norm_backward(grad_output, input, size, alpha=1e-4, beta=0.75
     x, as_tensor = _unwrap(input, "input")
     g, _ = _unwrap(grad_output, "grad_output", x.dtype)
     _checks.norm_input(x.shape, size)
-    x64, g64 = x.astype(np.float64), g.reshape(x.shape).astype(np.float64)
+    g = g.reshape(x.shape)
     # Channel c's window is c - size // 2 .. c + (size - 1) // 2; channel i lies in the windows of
     # i - (size - 1) // 2 .. i + size // 2.
-    t = k + alpha / size * _window_sums(x64 * x64, size // 2, (size - 1) // 2)
-    spread = _window_sums(g64 * x64 * t ** (-beta - 1), (size - 1) // 2, size // 2)
-    gx = g64 * t ** -beta - 2 * alpha * beta / size * x64 * spread
-    return _wrap(gx.astype(x.dtype), as_tensor)
+    t = k + alpha / size * _window_sums(x * x, size // 2, (size - 1) // 2)
+    scale = t ** -beta
+    spread = _window_sums(g * x * scale / t, (size - 1) // 2, size // 2)
+    gx = g * scale - x.dtype.type(2 * alpha * beta / size) * x * spread
+    return _wrap(gx.astype(x.dtype, copy=False), as_tensor)

@@ -243,9 +243,10 @@ def strided_convn(A, B, *args, facts=None):
     A, B = da.asarray(A), np.asarray(B)
     options = [v for v in args if isinstance(v, str)]
     numbers = [v for v in args if not isinstance(v, str)]
-    vm.strided_convn(np.zeros((1,) * max(A.ndim, 1), A.dtype), B, *options)  # the engine's checks of the option
+    small = np.zeros((1,) * max(A.ndim, 1), A.dtype)  # stands for A in calls that only check
+    vm.strided_convn(small, B, *options)  # the engine's checks of the option
     if len(numbers) > 3 or len(options) > 1:
-        vm.strided_convn(A[(0,) * A.ndim].compute().reshape((1,) * max(A.ndim, 1)), B, *args)
+        vm.strided_convn(small, B, *args)
     dtype = result_dtype(A.dtype, B.dtype)
     P, ks = _padded(A, B.shape)
     nd = P.ndim

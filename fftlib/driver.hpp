@@ -161,8 +161,9 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
     const unsigned flags = plannerFlagsFor(job.context.plannerFlags, job.n);
     ensureRoomToPlan<T>(job.n);
     PlanOf<T> plan;
-    F::threads(job.threads());
     if ((flags & (FFTW_MEASURE | FFTW_PATIENT | FFTW_EXHAUSTIVE)) == 0 && flags != 0) {
+        FftwLock lock;  // the thread count is the planner's global setting: set and used under one lock
+        F::threads(job.threads());
         plan = make(flags, in, out);  // estimating never touches the arrays
     } else {
         // Measuring overwrites its arrays: plan on scratch of the same alignment.
@@ -170,6 +171,8 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
         Buffer<char> scratchIn(bytes), scratchOut(inPlace ? 0 : bytes);
         char* si = alignedLike(scratchIn.data, in);
         char* so = inPlace ? si : alignedLike(scratchOut.data, out);
+        FftwLock lock;
+        F::threads(job.threads());
         plan = make(flags, reinterpret_cast<In*>(si), reinterpret_cast<Out*>(so));
     }
     if (!plan) throw std::runtime_error("FFTWAssertionFailure");

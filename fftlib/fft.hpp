@@ -102,8 +102,8 @@ public:
     std::string version() const;
     uint64_t plansMade() const;  // plans created since the start, both precisions
 
-    // Held around each wisdom call (FFTW's wisdom is process-wide and not reentrant); planning
-    // does not take it, the planner being made thread-safe at start-up.
+    // Held around each call into FFTW's planner, plan destruction and wisdom (one process-wide
+    // state, which FFTW's own planner lock covers only in part).
     static tbb::spin_mutex fftwAccessMutex_;
 
 private:

@@ -1,4 +1,5 @@
-// FFTW's process-wide state: threads that run on TBB, a thread-safe planner, plan destruction.
+// FFTW's process-wide state: threads that run on TBB, one lock for the planner, plan destruction
+// and wisdom.
 #include <atomic>
 
 #include <fftw3.h>
@@ -36,12 +37,15 @@ fftwApi& fftwApi::getInstance() {
     return *api;
 }
 
-void fftwApi::destroyPlan(fftw_plan plan) { fftw_destroy_plan(plan); }
-void fftwApi::destroyPlan(fftwf_plan plan) { fftwf_destroy_plan(plan); }
+void fftwApi::destroyPlan(fftw_plan plan) { Fftw<double>::destroy(plan); }
+void fftwApi::destroyPlan(fftwf_plan plan) { Fftw<float>::destroy(plan); }
 void fftwApi::free(void* pointer) { fftw_free(pointer); }
 std::string fftwApi::version() const { return fftw_version; }
 uint64_t fftwApi::plansMade() const { return gPlansMade.load(); }
 
 void countPlanMade() { ++gPlansMade; }
+
+void lockFftw() { fftwApi::fftwAccessMutex_.lock(); }
+void unlockFftw() { fftwApi::fftwAccessMutex_.unlock(); }
 
 }  // namespace vfl_fft

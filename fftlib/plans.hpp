@@ -9,6 +9,18 @@ namespace vfl_fft {
 
 void countPlanMade();
 
+// FFTW's planner, plan destruction and wisdom are one process-wide state that only one thread may
+// touch at a time (FFTW's own planner lock leaves wisdom out): every such call holds this lock.
+void lockFftw();
+void unlockFftw();
+
+struct FftwLock {
+    FftwLock() { lockFftw(); }
+    ~FftwLock() { unlockFftw(); }
+    FftwLock(const FftwLock&) = delete;
+    FftwLock& operator=(const FftwLock&) = delete;
+};
+
 template <class T>
 struct Fftw;
 
@@ -36,7 +48,10 @@ struct Fftw<double> {
     static void execR2r(plan p, double* in, double* out) { fftw_execute_r2r(p, in, out); }
     static void execR2c(plan p, double* in, complex* out) { fftw_execute_dft_r2c(p, in, out); }
     static void execC2r(plan p, complex* in, double* out) { fftw_execute_dft_c2r(p, in, out); }
-    static void destroy(plan p) { fftw_destroy_plan(p); }
+    static void destroy(plan p) {
+        FftwLock lock;
+        fftw_destroy_plan(p);
+    }
     static void threads(int n) { fftw_plan_with_nthreads(n); }
     static int alignment(double* p) { return fftw_alignment_of(p); }
 };
@@ -65,7 +80,10 @@ struct Fftw<float> {
     static void execR2r(plan p, float* in, float* out) { fftwf_execute_r2r(p, in, out); }
     static void execR2c(plan p, float* in, complex* out) { fftwf_execute_dft_r2c(p, in, out); }
     static void execC2r(plan p, complex* in, float* out) { fftwf_execute_dft_c2r(p, in, out); }
-    static void destroy(plan p) { fftwf_destroy_plan(p); }
+    static void destroy(plan p) {
+        FftwLock lock;
+        fftwf_destroy_plan(p);
+    }
     static void threads(int n) { fftwf_plan_with_nthreads(n); }
     static int alignment(float* p) { return fftwf_alignment_of(p); }
 };

@@ -154,3 +154,38 @@ def test_strings_and_the_version():
     with pytest.raises(vm.Error) as info:
         vm.call(8, nargout=0)
     assert info.value.identifier == "VELTRA:minrhs"
+
+
+def test_wisdom_commands_while_another_thread_plans():
+    # Wisdom read, imported and forgotten in one thread while another plans new lengths: FFTW's
+    # planner and wisdom are one state, which every call must take in turn.
+    import threading
+    x = np.ones((5000, 2))
+    stop, failures = threading.Event(), []
+
+    def plans():
+        n = 100
+        try:
+            while not stop.is_set():
+                y = vm.fft(x, n)
+                if not np.allclose(y[0], n):
+                    failures.append(n)
+                n = 100 + (n + 37) % 1500
+        except Exception as e:  # noqa: BLE001 -- reported below
+            failures.append(e)
+
+    worker = threading.Thread(target=plans)
+    worker.start()
+    try:
+        for i in range(1500):
+            text = vm.fftw("wisdom")
+            if i % 100 == 50:
+                vm.fftw("wisdom", text)
+            if i % 100 == 99:
+                vm.fftw("wisdom", "")
+                vm.fftw("swisdom", "")
+    finally:
+        stop.set()
+        worker.join()
+    assert failures == []
+    assert vm.fftw("wisdom").startswith("(fftw-3")

@@ -45,7 +45,10 @@ uint64_t fftwApi::plansMade() const { return gPlansMade.load(); }
 
 void countPlanMade() { ++gPlansMade; }
 
-void lockFftw() { fftwApi::fftwAccessMutex_.lock(); }
+void lockFftw() {
+    fftwApi::getInstance();  // FFTW is set up (threads, thread-safe planner) before any call under the lock
+    fftwApi::fftwAccessMutex_.lock();
+}
 void unlockFftw() { fftwApi::fftwAccessMutex_.unlock(); }
 
 }  // namespace vfl_fft

@@ -22,6 +22,7 @@ bool matchesCommand(TextView text, const char16_t* word, size_t minimum) {
 // FFTW's wisdom calls, one at a time across the process.
 template <class Call>
 auto underFftwLock(Call call) {
+    vfl_fft::fftwApi::getInstance();  // FFTW set up first, so that no thread does it during the call
     tbb::spin_mutex::scoped_lock lock(vfl_fft::fftwApi::fftwAccessMutex_);
     return call();
 }

@@ -128,7 +128,8 @@ void veltraDCST1D(fftwContext context, dcstPlanCacheInterface<T, kind>* cache, c
     fftwApi::getInstance();  // threads and the thread-safe planner before the first plan
     const uint64_t rs = isComplex ? 2 * stride : stride;
     // The kind, not the sign, tells the plan: every job is keyed as a forward one.
-    const Job<T> job{context, n, rs, howMany / stride, -1};
+    const SerialPieces serial(context.numThreads <= 1);
+    const Job<T> job{piecesContext(context), n, rs, howMany / stride, -1};
     if constexpr (runsByFft<kind>) return dctByFft<T, kind>(job, cache, in, out, inLen);
     const Weights<T> w = weightsOf<T>(kind, n);
     if (rs >= kBufferedStride) return buffered<T, kind>(job, cache, in, out, inLen, w);

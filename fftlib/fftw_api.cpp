@@ -15,10 +15,11 @@ tbb::spin_mutex fftwApi::fftwAccessMutex_;
 namespace {
 
 std::atomic<uint64_t> gPlansMade{0};
+thread_local bool tSerialPieces = false;
 
 // FFTW's worker jobs become TBB tasks, so the process keeps one pool.
 void runOnTbb(void* (*work)(char*), char* jobData, size_t elementSize, int jobs, void*) {
-    vlcommon::forEachIndex(true, 0, jobs, 1, [&](int j) { work(jobData + elementSize * size_t(j)); });
+    vlcommon::forEachIndex(!tSerialPieces, 0, jobs, 1, [&](int j) { work(jobData + elementSize * size_t(j)); });
 }
 
 }  // namespace
@@ -44,6 +45,9 @@ std::string fftwApi::version() const { return fftw_version; }
 uint64_t fftwApi::plansMade() const { return gPlansMade.load(); }
 
 void countPlanMade() { ++gPlansMade; }
+
+SerialPieces::SerialPieces(bool serial) : before(tSerialPieces) { tSerialPieces = serial; }
+SerialPieces::~SerialPieces() { tSerialPieces = before; }
 
 void lockFftw() {
     fftwApi::getInstance();  // FFTW is set up (threads, thread-safe planner) before any call under the lock

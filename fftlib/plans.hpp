@@ -14,6 +14,16 @@ void countPlanMade();
 void lockFftw();
 void unlockFftw();
 
+// While one is alive on a thread, the pieces of the plans that thread runs run one after another
+// there (a context of one thread), not as tasks on the host's threads.
+struct SerialPieces {
+    explicit SerialPieces(bool serial);
+    ~SerialPieces();
+    SerialPieces(const SerialPieces&) = delete;
+    SerialPieces& operator=(const SerialPieces&) = delete;
+    bool before;
+};
+
 struct FftwLock {
     FftwLock() { lockFftw(); }
     ~FftwLock() { unlockFftw(); }

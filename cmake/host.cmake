@@ -12,6 +12,7 @@ add_library(vlhost SHARED
   host/permute.cpp
   host/shape.cpp
   host/text.cpp
+  host/cores.cpp
   host/threads.cpp
   host/usm.cpp
   host/worker_pinning.cpp)

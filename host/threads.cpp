@@ -69,7 +69,7 @@ tbb::task_arena& callArena() {
     };
     thread_local Slot slot;
     // TBB never runs more workers than the machine has cores; a larger arena only costs slots.
-    static const size_t cores = size_t(std::max(1, tbb::info::default_concurrency()));
+    static const size_t cores = tbbCores();
     const size_t want = std::min(numThreads(), cores);
     if (!slot.arena || slot.threads != want) {
         slot.arena = std::make_unique<tbb::task_arena>(static_cast<int>(want));

@@ -9,6 +9,9 @@
 
 namespace vlhost::detail {
 
+// The cores TBB runs workers on: the process's, whichever thread asked first.
+size_t tbbCores();
+
 // This thread's arena, sized to the current setting, made ready for a call from this thread.
 tbb::task_arena& callArena();
 

@@ -8,6 +8,7 @@
 // VLMATHDSP_PIN_WORKERS=0 leaves the workers free.
 #include "host/threads.hpp"
 
+#include <pthread.h>
 #include <sched.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -18,6 +19,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace vlhost::detail {
@@ -29,12 +31,13 @@ bool pinningWanted() {
     return !(setting && std::strcmp(setting, "0") == 0);
 }
 
-// The cores this process may run on, in increasing order.
+// The cores this process may run on now, in increasing order: those of its main thread, which a
+// change of the process's set (taskset -a) reaches and a thread bound by its caller does not.
 std::vector<int> allowedCores() {
     std::vector<int> found;
     cpu_set_t set;
     CPU_ZERO(&set);
-    if (sched_getaffinity(0, sizeof set, &set) == 0)
+    if (sched_getaffinity(getpid(), sizeof set, &set) == 0 || sched_getaffinity(0, sizeof set, &set) == 0)
         for (int c = 0; c < CPU_SETSIZE; ++c)
             if (CPU_ISSET(c, &set)) found.push_back(c);
     return found;
@@ -59,12 +62,22 @@ public:
                        workers_.end());
         placedFor_ = kNone;
     }
-    // Worker k takes the k-th allowed core counted from the last, `callerCore` skipped.
+    // Worker k takes the k-th allowed core counted from the last, `callerCore` skipped. The
+    // allowed cores are read again each time workers are placed: the process's set may have changed.
     void placeAwayFrom(int callerCore) {
-        if (cores_.size() < 2) return;
         // A caller on the core the workers were last placed for has nothing to do: no lock.
         if (placedFor_.load(std::memory_order_acquire) == callerCore) return;
         std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<int> cores = allowedCores();
+        if (cores != cores_) {
+            // Whoever changed the set moved the workers too: where they are is no longer known.
+            cores_ = std::move(cores);
+            for (Worker& w : workers_) w.core = -1;
+        }
+        if (cores_.size() < 2) {
+            placedFor_.store(callerCore, std::memory_order_release);  // nothing to place on one core
+            return;
+        }
         others_.clear();
         bool bound = true;
         for (auto c = cores_.rbegin(); c != cores_.rend(); ++c)
@@ -82,8 +95,15 @@ public:
         placedFor_.store(bound ? callerCore : kNone, std::memory_order_release);
     }
 
+    // In a child made by fork: the parent's workers are not this process's threads.
+    void forget() {
+        new (&mutex_) std::mutex;  // a lock held by another of the parent's threads stays held in the child
+        workers_.clear();
+        placedFor_.store(kNone, std::memory_order_relaxed);
+    }
+
 private:
-    const std::vector<int> cores_ = allowedCores();
+    std::vector<int> cores_ = allowedCores();
     std::mutex mutex_;
     std::vector<Worker> workers_;
     std::vector<int> others_;  // scratch of placeAwayFrom
@@ -91,9 +111,12 @@ private:
     std::atomic<int> placedFor_{kNone};  // the caller core every worker is placed away from
 };
 
-// Made when the library loads, so that the cores are those of the process, not of whichever
-// thread, maybe bound to fewer, calls first. Never destroyed: workers may outlive static data.
-Registry* const gRegistry = new Registry;
+// Never destroyed: workers may outlive static data. A forked child starts with none.
+Registry* const gRegistry = [] {
+    auto* made = new Registry;
+    pthread_atfork(nullptr, nullptr, [] { gRegistry->forget(); });
+    return made;
+}();
 Registry& registry() { return *gRegistry; }
 
 // Registers this worker thread once, and unregisters it when the thread ends.

@@ -2,6 +2,7 @@
 #include "host/embed.hpp"
 
 #include <dlfcn.h>
+#include <errno.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <string>
+#include <system_error>
 
 #include "host/call_frame.hpp"
 #include "host/errors.hpp"
@@ -140,7 +143,41 @@ HostError hostError(const std::string& key, const std::string& argument) {
     return errorFrom(resource_core::BaseMsgID{{argument}, "VELTRA", key});
 }
 
+namespace {
+
+// A failure to get memory or a thread told in another form: TBB reports a thread it could not
+// start as a runtime_error ending in the system's text for EAGAIN, a system_error carries the code.
+bool outOfResources(const std::exception& e) {
+    if (const auto* system = dynamic_cast<const std::system_error*>(&e)) {
+        const int code = system->code().value();
+        return code == EAGAIN || code == ENOMEM;
+    }
+    const std::string what = e.what();
+    for (const int code : {EAGAIN, ENOMEM}) {
+        const std::string text = std::strerror(code);
+        if (what.size() >= text.size() && what.compare(what.size() - text.size(), text.size(), text) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+static CallResult callIn(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args);
+
 CallResult call(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args) {
+    try {
+        return callIn(fn, nlhs, args);
+    } catch (const HostError&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw hostError("nomem", "");  // entering the call: its arena, its frame, its lists
+    } catch (const std::exception& e) {
+        if (outOfResources(e)) throw hostError("nomem", "");
+        throw;
+    }
+}
+
+static CallResult callIn(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args) {
     if (nlhs < 0 || nlhs > kMaxOutputs) throw hostError("outputCount", std::to_string(kMaxOutputs));
     CallResult result;
     std::unique_ptr<HostError> failure;
@@ -165,7 +202,7 @@ CallResult call(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args)
         } catch (const std::bad_alloc&) {
             failure = std::make_unique<HostError>(hostError("nomem", ""));
         } catch (const std::exception& e) {
-            failure = std::make_unique<HostError>(hostError("internal", e.what()));
+            failure = std::make_unique<HostError>(hostError(outOfResources(e) ? "nomem" : "internal", e.what()));
         } catch (...) {
             failure = std::make_unique<HostError>(hostError("internal", "unknown exception"));
         }

@@ -62,12 +62,16 @@ long long boundedInt(const py::int_& value, long long low, long long high, const
 
 py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, int principal) {
     Arguments in;
-    in.arrays.reserve(count);
     bool principalIsVector = false;
-    for (size_t k = 0; k < count; ++k) {
-        Argument converted = toHost(args[k]);
-        in.arrays.push_back(converted.array);
-        if (principal >= 0 && k == size_t(principal)) principalIsVector = converted.oneDimensional;
+    try {
+        in.arrays.reserve(count);
+        for (size_t k = 0; k < count; ++k) {
+            Argument converted = toHost(args[k]);
+            in.arrays.push_back(converted.array);
+            if (principal >= 0 && k == size_t(principal)) principalIsVector = converted.oneDimensional;
+        }
+    } catch (const std::bad_alloc&) {
+        throw vlhost::hostError("nomem", "");  // an input's copy found no memory: the call's own error
     }
     vlhost::CallResult result;
     {

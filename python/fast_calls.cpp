@@ -39,6 +39,8 @@ PyObject* guarded(const Body& body) {
         return body();
     } catch (const vlhost::HostError& e) {
         setError(e);
+    } catch (const std::bad_alloc&) {
+        setError(vlhost::hostError("nomem", ""));
     } catch (py::error_already_set& e) {
         e.restore();
     } catch (const py::builtin_exception& e) {

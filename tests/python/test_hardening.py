@@ -101,6 +101,20 @@ def test_transforms_short_of_memory_answer_with_an_identifier():
     assert (code, out) in ((0, "VELTRA:nomem"), (0, "result"))
 
 
+@pytest.mark.skipif("asan" in os.environ.get("LD_PRELOAD", ""), reason="the sanitizer keeps its own address space")
+@pytest.mark.parametrize("argument", ["big", "big[:, ::2]", "fortran[::2]"])
+def test_inputs_short_of_memory_on_entry_answer_with_an_identifier(argument):
+    # A C-ordered or strided input is copied on entry: with no room for the copy, the call's own
+    # out-of-memory error, not NumPy's or the C++ runtime's.
+    code, out = in_fresh_interpreter(
+        "import resource\nbig = np.ones((4096, 4096))\nfortran = np.asfortranarray(big)\nvm.conv2(np.ones((4, 4)), np.ones((2, 2)))\n"
+        "used = int(open('/proc/self/statm').read().split()[0]) * resource.getpagesize()\n"
+        "resource.setrlimit(resource.RLIMIT_AS, (used + (48 << 20), resource.RLIM_INFINITY))\n"
+        f"try:\n    vm.conv2({argument}, np.ones((3, 3)), 'same'); print('result')\n"
+        "except vm.Error as e:\n    print(e.identifier)\nexcept MemoryError as e:\n    print('MemoryError', e)")
+    assert (code, out) == (0, "VELTRA:nomem")
+
+
 def test_slot_and_output_counts_are_checked_before_anything_is_made(no_leaks):
     for slot in (16, 99, -1, 2**70):
         assert identifier_of(vm.call, slot) == "VELTRA:noSuchSlot"

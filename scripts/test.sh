@@ -36,6 +36,8 @@ if [ "$mode" != --sanitize ]; then
     "$scipy_signal_tests/test_signaltools.py" "$scipy_signal_tests/test_dltisys.py")
   step "fuzz"
   /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
+  step "fuzz, structured: argument lists valid for their built-in or one mutation away"
+  /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --structured --cases 20000 --seed 3
 fi
 if [ "$mode" != --no-sanitize ]; then
   step "sanitizer build"
@@ -46,5 +48,7 @@ if [ "$mode" != --no-sanitize ]; then
   VLMATHDSP_PACKAGE_PATH="$PWD/build-asan/python" sanitized /usr/bin/python3 -m pytest -q -p no:cacheprovider --capture=sys tests/python
   step "fuzz, sanitized"
   sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --cases 20000 --seed 2
+  step "fuzz, structured, sanitized"
+  sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --structured --cases 20000 --seed 4
 fi
 step "done"

@@ -8,6 +8,7 @@
 // VLMATHDSP_PIN_WORKERS=0 leaves the workers free.
 #include "host/threads.hpp"
 
+#include <dirent.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/types.h>
@@ -31,15 +32,19 @@ bool pinningWanted() {
     return !(setting && std::strcmp(setting, "0") == 0);
 }
 
-// The cores this process may run on now, in increasing order: those of its main thread, which a
-// change of the process's set (taskset -a) reaches and a thread bound by its caller does not.
-std::vector<int> allowedCores() {
+// The cores of these threads (0 for the calling one), in increasing order.
+template <class Tids>
+std::vector<int> coresOf(const Tids& tids) {
+    cpu_set_t all;
+    CPU_ZERO(&all);
+    for (const pid_t tid : tids) {
+        cpu_set_t set;
+        CPU_ZERO(&set);
+        if (sched_getaffinity(tid, sizeof set, &set) == 0) CPU_OR(&all, &all, &set);
+    }
     std::vector<int> found;
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    if (sched_getaffinity(getpid(), sizeof set, &set) == 0 || sched_getaffinity(0, sizeof set, &set) == 0)
-        for (int c = 0; c < CPU_SETSIZE; ++c)
-            if (CPU_ISSET(c, &set)) found.push_back(c);
+    for (int c = 0; c < CPU_SETSIZE; ++c)
+        if (CPU_ISSET(c, &all)) found.push_back(c);
     return found;
 }
 
@@ -63,12 +68,15 @@ public:
         placedFor_ = kNone;
     }
     // Worker k takes the k-th allowed core counted from the last, `callerCore` skipped. The
-    // allowed cores are read again each time workers are placed: the process's set may have changed.
+    // allowed cores are read each time workers are placed, as those of the process's threads that
+    // this registry did not bind (the caller, free workers, the BLAS's and the embedder's own): a
+    // change of the process's set (taskset -a) reaches them all, and placing within them never
+    // leaves it.
     void placeAwayFrom(int callerCore) {
         // A caller on the core the workers were last placed for has nothing to do: no lock.
         if (placedFor_.load(std::memory_order_acquire) == callerCore) return;
         std::lock_guard<std::mutex> lock(mutex_);
-        std::vector<int> cores = allowedCores();
+        std::vector<int> cores = coresOf(threadsNotBound());
         if (cores != cores_) {
             // Whoever changed the set moved the workers too: where they are is no longer known.
             cores_ = std::move(cores);
@@ -95,6 +103,21 @@ public:
         placedFor_.store(bound ? callerCore : kNone, std::memory_order_release);
     }
 
+    // The calling thread and every thread of the process but the workers bound here.
+    const std::vector<pid_t>& threadsNotBound() {
+        tids_.assign(1, 0);
+        if (DIR* tasks = opendir("/proc/self/task")) {
+            while (const dirent* entry = readdir(tasks)) {
+                const pid_t tid = pid_t(std::atoi(entry->d_name));
+                const bool bound = std::any_of(workers_.begin(), workers_.end(),
+                                               [&](const Worker& w) { return w.tid == tid && w.core >= 0; });
+                if (tid > 0 && !bound) tids_.push_back(tid);
+            }
+            closedir(tasks);
+        }
+        return tids_;
+    }
+
     // In a child made by fork: the parent's workers are not this process's threads.
     void forget() {
         new (&mutex_) std::mutex;  // a lock held by another of the parent's threads stays held in the child
@@ -103,7 +126,8 @@ public:
     }
 
 private:
-    std::vector<int> cores_ = allowedCores();
+    std::vector<int> cores_;
+    std::vector<pid_t> tids_;  // scratch of placeAwayFrom
     std::mutex mutex_;
     std::vector<Worker> workers_;
     std::vector<int> others_;  // scratch of placeAwayFrom

@@ -33,3 +33,10 @@ if(VLMATHDSP_SANITIZE)
   add_compile_options(-fsanitize=${VLMATHDSP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
   add_link_options(-fsanitize=${VLMATHDSP_SANITIZE})
 endif()
+
+# -DVLMATHDSP_COVERAGE=ON counts the lines run (gcov), for scripts/coverage.sh.
+option(VLMATHDSP_COVERAGE "Build with line coverage counters" OFF)
+if(VLMATHDSP_COVERAGE)
+  add_compile_options(--coverage -fprofile-update=atomic -O0)
+  add_link_options(--coverage)
+endif()

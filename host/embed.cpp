@@ -57,6 +57,7 @@ Module& Module::load(const std::string& path) {
         if (!handle) throw std::runtime_error(std::string("cannot load ") + path + ": " + dlerror());
         std::unique_ptr<Module> m(new Module(handle));
         m->initialize();
+        reserveBlasBuffers();  // before any call of the module depends on them
         slot = std::move(m);
     }
     return *slot;

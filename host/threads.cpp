@@ -6,6 +6,12 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdio>
 
 #include <oneapi/tbb/info.h>
 
@@ -13,6 +19,8 @@
 
 extern "C" void openblas_set_num_threads(int);
 extern "C" int openblas_get_num_threads(void);
+extern "C" void* blas_memory_alloc(int);
+extern "C" void blas_memory_free(void*);
 
 namespace vlhost {
 
@@ -59,6 +67,33 @@ size_t openParallelRegions() {
 }  // namespace vlhost
 
 namespace vlhost::detail {
+
+void reserveBlasBuffers() {
+    // OpenBLAS takes a work buffer from its pool for each call of a product, and when none is free
+    // it maps a new one, retrying for ever while the address space is full (a call under a memory
+    // ceiling never returned). One buffer for each thread that may run a product at once (the
+    // workers and a caller) is mapped here, before any call depends on it; they stay in the pool.
+    // Mapping is address space only: no page is touched. Where the ceiling leaves no room for them
+    // (some 200 MiB each), nothing is mapped, and a product maps its buffer as before.
+    static std::once_flag once;
+    std::call_once(once, [] {
+        const size_t count = tbbCores() + 1;
+        constexpr size_t kBufferSpan = size_t(256) << 20;
+        rlimit limit{};
+        if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+            size_t pages = 0;
+            if (FILE* statm = std::fopen("/proc/self/statm", "r")) {
+                if (std::fscanf(statm, "%zu", &pages) != 1) pages = 0;
+                std::fclose(statm);
+            }
+            const size_t used = pages * size_t(sysconf(_SC_PAGESIZE));
+            if (used >= limit.rlim_cur || limit.rlim_cur - used < count * kBufferSpan) return;
+        }
+        std::vector<void*> held;
+        for (size_t k = 0; k < count; ++k) held.push_back(blas_memory_alloc(0));
+        for (void* buffer : held) blas_memory_free(buffer);
+    });
+}
 
 tbb::task_arena& callArena() {
     // One arena per host thread: its calling thread always has a slot of its own.

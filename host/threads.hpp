@@ -12,6 +12,9 @@ namespace vlhost::detail {
 // The cores TBB runs workers on: the process's, whichever thread asked first.
 size_t tbbCores();
 
+// The BLAS's work buffers for every thread that may run a product at once, made once.
+void reserveBlasBuffers();
+
 // This thread's arena, sized to the current setting, made ready for a call from this thread.
 tbb::task_arena& callArena();
 

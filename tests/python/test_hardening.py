@@ -115,6 +115,20 @@ def test_inputs_short_of_memory_on_entry_answer_with_an_identifier(argument):
     assert (code, out) == (0, "VELTRA:nomem")
 
 
+@pytest.mark.skipif("asan" in os.environ.get("LD_PRELOAD", ""), reason="the sanitizer keeps its own address space")
+def test_network_products_under_a_memory_ceiling_end():
+    # The BLAS's buffers exist before the ceiling: the product once retried its mapping for ever.
+    package = os.path.dirname(os.path.dirname(vm.__file__))
+    script = (f"import sys; sys.path.insert(0, {package!r})\nimport resource, numpy as np, vlmathdsp as vm\n"
+              "x = np.asfortranarray(np.ones((64, 64, 16, 8), np.float32))\n"
+              "w = np.asfortranarray(np.ones((3, 3, 16, 32), np.float32))\n"
+              "used = int(open('/proc/self/statm').read().split()[0]) * resource.getpagesize()\n"
+              "resource.setrlimit(resource.RLIMIT_AS, (used + (64 << 20), resource.RLIM_INFINITY))\n"
+              "try:\n    print(vm.conv_forward(x, w, np.ones(4)).shape)\nexcept vm.Error as e:\n    print(e.identifier)")
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=60)
+    assert done.stdout.strip() in ("(64, 64, 32, 8)", "VELTRA:nomem"), done.stderr
+
+
 def test_slot_and_output_counts_are_checked_before_anything_is_made(no_leaks):
     for slot in (16, 99, -1, 2**70):
         assert identifier_of(vm.call, slot) == "VELTRA:noSuchSlot"

@@ -13,8 +13,6 @@
 
 #include <cstdio>
 
-#include <oneapi/tbb/info.h>
-
 #include "host/embed.hpp"
 
 extern "C" void openblas_set_num_threads(int);

@@ -33,8 +33,7 @@ bool pinningWanted() {
 }
 
 // The cores of these threads (0 for the calling one), in increasing order.
-template <class Tids>
-std::vector<int> coresOf(const Tids& tids) {
+std::vector<int> coresOf(const std::vector<pid_t>& tids) {
     cpu_set_t all;
     CPU_ZERO(&all);
     for (const pid_t tid : tids) {

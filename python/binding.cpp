@@ -63,15 +63,11 @@ long long boundedInt(const py::int_& value, long long low, long long high, const
 py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, int principal) {
     Arguments in;
     bool principalIsVector = false;
-    try {
-        in.arrays.reserve(count);
-        for (size_t k = 0; k < count; ++k) {
-            Argument converted = toHost(args[k]);
-            in.arrays.push_back(converted.array);
-            if (principal >= 0 && k == size_t(principal)) principalIsVector = converted.oneDimensional;
-        }
-    } catch (const std::bad_alloc&) {
-        throw vlhost::hostError("nomem", "");  // an input's copy found no memory: the call's own error
+    in.arrays.reserve(count);
+    for (size_t k = 0; k < count; ++k) {
+        Argument converted = toHost(args[k]);
+        in.arrays.push_back(converted.array);
+        if (principal >= 0 && k == size_t(principal)) principalIsVector = converted.oneDimensional;
     }
     vlhost::CallResult result;
     {
@@ -124,6 +120,8 @@ PYBIND11_MODULE(_vlmathdsp, m) {
             if (p) std::rethrow_exception(p);
         } catch (const vlhost::HostError& e) {
             setError(e);
+        } catch (const std::bad_alloc&) {
+            setError(vlhost::hostError("nomem", ""));  // an input's copy on entry found no memory
         }
     });
     m.def("load", [](const std::string& path, py::object errorClass, py::object warningClass, size_t maxDims) {

@@ -53,16 +53,17 @@ class MaxPool2dFunction(torch.autograd.Function):
 
     @staticmethod
     def forward(ctx, input, kernel_size, stride=None, padding=0, dilation=1, ceil_mode=False, return_indices=False):
-        ctx.save_for_backward(input)
         ctx.options = dict(kernel_size=kernel_size, stride=stride, padding=padding, dilation=dilation,
                            ceil_mode=ceil_mode)
-        return _tensor(F.max_pool2d(input.detach(), return_indices=return_indices, **ctx.options), input)
+        output = _tensor(F.max_pool2d(input.detach(), return_indices=return_indices, **ctx.options), input)
+        ctx.save_for_backward(input, output)
+        return output
 
     @staticmethod
     @once_differentiable
     def backward(ctx, grad):
-        (input,) = ctx.saved_tensors
-        gi = _tensor(F.max_pool2d_backward(grad.contiguous(), input, **ctx.options), input)
+        input, output = ctx.saved_tensors
+        gi = _tensor(F._max_pool_gradient(grad.contiguous(), input, output, **ctx.options), input)
         return gi, None, None, None, None, None, None
 
 

@@ -383,9 +383,15 @@ def max_pool2d_backward(grad_output, input, kernel_size, stride=None, padding=0,
     array([[[[0., 1.],
              [0., 0.]]]])
     """
+    return _max_pool_gradient(grad_output, input, None, kernel_size, stride, padding, dilation, ceil_mode)
+
+
+def _max_pool_gradient(grad_output, input, output, kernel_size, stride, padding, dilation, ceil_mode):
+    """max_pool2d_backward, given the pooled output when it is at hand (else pooled here)."""
     x, as_tensor = _unwrap(input, "input")
     g, _ = _unwrap(grad_output, "grad_output", x.dtype)
-    y = max_pool2d(x, kernel_size, stride, padding, dilation, ceil_mode)
+    y = max_pool2d(x, kernel_size, stride, padding, dilation, ceil_mode) if output is None else \
+        _unwrap(output, "output", x.dtype)[0]
     (kh, kw, sh, sw, ph, pw), (oh, ow) = _pool_geometry("max_pool2d", x, kernel_size, stride, padding, dilation,
                                                         ceil_mode)
     x, unbatched = _batch(x)

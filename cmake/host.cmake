@@ -6,6 +6,7 @@ add_library(vlhost SHARED
   host/convert.cpp
   host/embed.cpp
   host/errors.cpp
+  host/interrupt.cpp
   host/matmul.cpp
   host/memory.cpp
   host/packages.cpp

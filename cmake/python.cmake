@@ -1,5 +1,5 @@
 # The Python package: the extension over the host, and the package's Python files beside it.
-pybind11_add_module(_vlmathdsp MODULE python/binding.cpp python/convert.cpp python/fast_calls.cpp python/half_spectrum.cpp)
+pybind11_add_module(_vlmathdsp MODULE python/binding.cpp python/convert.cpp python/fast_calls.cpp python/half_spectrum.cpp python/interrupt.cpp)
 target_link_libraries(_vlmathdsp PRIVATE vlhost vlfl_fft)
 set_target_properties(_vlmathdsp PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${VLMATHDSP_PACKAGE_DIR})
 add_dependencies(_vlmathdsp vlmathdsp ${VLMATHDSP_VARIANTS})

@@ -15,6 +15,7 @@ const std::map<std::string, std::string>& catalogue() {
         {"VELTRA:maxrhs", "Too many input arguments."},
         {"VELTRA:minrhs", "Not enough input arguments."},
         {"VELTRA:nomem", "Out of memory."},
+        {"VELTRA:interrupted", "The call was interrupted."},
         {"VELTRA:invalidClass", "Invalid array class: {0}."},
         {"VELTRA:invalidConversion", "Cannot convert {0}."},
         {"VELTRA:invalidIndex", "Index values must be finite, non-negative and not too large."},

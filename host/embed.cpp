@@ -17,6 +17,7 @@
 
 #include "host/call_frame.hpp"
 #include "host/errors.hpp"
+#include "host/interrupt.hpp"
 #include "host/threads.hpp"
 
 namespace vlhost {
@@ -183,10 +184,15 @@ static CallResult callIn(vxBuiltin fn, int nlhs, const std::vector<const vxArray
     CallResult result;
     std::unique_ptr<HostError> failure;
     std::vector<vxArray*> plhs(static_cast<size_t>(std::max(nlhs, 1)), nullptr);
-    callArena().execute([&] {
+    bool entered = false, interrupted = false;
+    callArena().execute([&] { runInterruptibly([&] {
+        entered = true;
         CallFrame frame;
         try {
             fn(nlhs, plhs.data(), static_cast<int>(args.size()), const_cast<const vxArray**>(args.data()));
+            // An interrupted call's outputs are partly written: the frame reclaims them.
+            interrupted = tbb::is_current_task_group_canceling();
+            if (interrupted) return;
             for (size_t i = 0; i < plhs.size(); ++i) {
                 vxArray*& out = plhs[i];
                 if (!out) continue;
@@ -207,8 +213,13 @@ static CallResult callIn(vxBuiltin fn, int nlhs, const std::vector<const vxArray
         } catch (...) {
             failure = std::make_unique<HostError>(hostError("internal", "unknown exception"));
         }
-        if (failure) std::fill(plhs.begin(), plhs.end(), nullptr);  // the frame reclaims them
-    });
+        if (failure) {
+            interrupted = tbb::is_current_task_group_canceling();
+            std::fill(plhs.begin(), plhs.end(), nullptr);  // the frame reclaims them
+        }
+    }); });
+    // A call interrupted before its body began never entered it.
+    if (interrupted || !entered) throw hostError("interrupted", "");
     if (failure) throw *failure;
     result.outputs = std::move(plhs);
     return result;

@@ -71,6 +71,20 @@ CallResult call(vxBuiltin fn, int nlhs, const std::vector<const vxArray*>& args)
 CallResult callSlot(const Module& module, size_t slot, int nlhs, const std::vector<const vxArray*>& args);
 CallResult callFunction(const std::string& fullName, int nlhs, const std::vector<const vxArray*>& args);
 
+// Interruption. While a thread holds an InterruptibleCalls, its calls stop early when any thread
+// runs interruptCalls(): the tasks of their parallel loops that have not started are skipped, the
+// frame reclaims what the call made, and the call raises VELTRA:interrupted. Work outside the
+// parallel loops runs to its end first. interruptCalls() is not safe in a signal handler: wake a
+// thread of your own from there.
+class InterruptibleCalls {
+public:
+    InterruptibleCalls();
+    ~InterruptibleCalls();
+    InterruptibleCalls(const InterruptibleCalls&) = delete;
+    InterruptibleCalls& operator=(const InterruptibleCalls&) = delete;
+};
+void interruptCalls();
+
 // Packages.
 vxBuiltin findFunction(const std::string& fullName);  // null when absent
 size_t registrationCount(const std::string& fullName);

@@ -7,12 +7,11 @@
 #include <new>
 #include <vector>
 
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/parallel_for.h>
 
 #include "host/call_frame.hpp"
 #include "host/embed.hpp"
 #include "host/recycled.hpp"
+#include "host/threads.hpp"
 
 namespace vlhost {
 namespace {
@@ -132,11 +131,10 @@ void inPieces(size_t bytes, const Piece& piece) {
         piece(size_t(0), bytes);
         return;
     }
-    tbb::parallel_for(tbb::blocked_range<size_t>(0, (bytes + kBytesPiece - 1) / kBytesPiece),
-                      [&](const tbb::blocked_range<size_t>& r) {
-                          const size_t begin = r.begin() * kBytesPiece;
-                          piece(begin, std::min(bytes, r.end() * kBytesPiece) - begin);
-                      });
+    runWhole((bytes + kBytesPiece - 1) / kBytesPiece, [&](const tbb::blocked_range<size_t>& r) {
+        const size_t begin = r.begin() * kBytesPiece;
+        piece(begin, std::min(bytes, r.end() * kBytesPiece) - begin);
+    });
 }
 
 }  // namespace

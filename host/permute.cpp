@@ -3,8 +3,6 @@
 #include <cstring>
 #include <numeric>
 
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/parallel_for.h>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -138,7 +136,7 @@ void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t cou
             }
         };
         if (count < kParallelMinimum) body({0, outer * pieces});
-        else tbb::parallel_for(tbb::blocked_range<size_t>(0, outer * pieces), body);
+        else runWhole(outer * pieces, body);
         return;
     }
     // The input's contiguous axis lands at p: transpose tiles of (axis 0, axis p).
@@ -153,7 +151,7 @@ void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t cou
             }
         };
         if (count < kParallelMinimum) body({0, count});
-        else tbb::parallel_for(tbb::blocked_range<size_t>(0, count), body);
+        else runWhole(count, body);
         return;
     }
     const Axis ap = axes[p];
@@ -170,7 +168,7 @@ void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t cou
         }
     };
     if (count < kParallelMinimum) body({0, outer * tilesP});
-    else tbb::parallel_for(tbb::blocked_range<size_t>(0, outer * tilesP), body);
+    else runWhole(outer * tilesP, body);
 }
 
 void permuteBytes(const void* src, void* dst, size_t elemBytes, const std::vector<Axis>& axes, size_t count) {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <memory>
 
+#include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 #include <oneapi/tbb/task_scheduler_observer.h>
 
@@ -14,6 +16,14 @@ size_t tbbCores();
 
 // The BLAS's work buffers for every thread that may run a product at once, made once.
 void reserveBlasBuffers();
+
+// A parallel_for over [0, count) that an interrupted call never cuts short: the host's loops
+// make what the call frame walks later (zeroed blocks of handles, copies of cells).
+template <class Body>
+void runWhole(size_t count, const Body& body) {
+    tbb::task_group_context whole(tbb::task_group_context::isolated);
+    tbb::parallel_for(tbb::blocked_range<size_t>(0, count), body, whole);
+}
 
 // This thread's arena, sized to the current setting, made ready for a call from this thread.
 tbb::task_arena& callArena();

@@ -7,6 +7,7 @@
 #include "python/calls.hpp"
 #include "python/convert.hpp"
 #include "python/half_spectrum.hpp"
+#include "python/interrupt.hpp"
 
 namespace vlpy {
 
@@ -60,19 +61,42 @@ long long boundedInt(const py::int_& value, long long low, long long high, const
 
 }  // namespace
 
+namespace {
+
+// Calls that read less are short: they do without the SIGINT watch and its two system calls.
+constexpr size_t kWatchedBytes = size_t(1) << 16;
+
+size_t ndarrayBytes(PyObject* x) {
+    auto& api = py::detail::npy_api::get();
+    if (!api.PyArray_Check_(x)) return 0;
+    const auto* a = py::detail::array_proxy(x);
+    size_t bytes = size_t(py::detail::array_descriptor_proxy(a->descr)->elsize);
+    for (int d = 0; d < a->nd; ++d) bytes *= size_t(a->dimensions[d]);
+    return bytes;
+}
+
+}  // namespace
+
 py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, int principal) {
     Arguments in;
     bool principalIsVector = false;
+    size_t bytes = 0;
     in.arrays.reserve(count);
     for (size_t k = 0; k < count; ++k) {
         Argument converted = toHost(args[k]);
         in.arrays.push_back(converted.array);
         if (principal >= 0 && k == size_t(principal)) principalIsVector = converted.oneDimensional;
+        bytes = std::max(bytes, ndarrayBytes(args[k]));
     }
     vlhost::CallResult result;
-    {
+    try {
+        SigintWatch watch(bytes >= kWatchedBytes);
         py::gil_scoped_release nogil;
         result = vlhost::call(fn, nargout, in.arrays);
+    } catch (const vlhost::HostError& e) {
+        // Python's handler had the signal too: KeyboardInterrupt, unless it chose otherwise.
+        if (e.identifier == "VELTRA:interrupted" && PyErr_CheckSignals() != 0) throw py::error_already_set();
+        throw;
     }
     for (const auto& w : result.warnings) {
         py::object warning = gWarningClass(w.message, w.identifier);
@@ -130,6 +154,7 @@ PYBIND11_MODULE(_vlmathdsp, m) {
         vlhost::setMaxDimensions(maxDims);
         gModulePath = vlhost::bestModuleVariant(path);
         gModule = &vlhost::Module::load(gModulePath);
+        noteMainThread(py::module_::import("threading").attr("main_thread")().attr("ident").cast<unsigned long>());
     });
     m.def("call_slot", [](py::int_ slot, py::tuple args, py::int_ nargout, int principal) {
         vxBuiltin fn = slotOf(slot.ptr());

@@ -43,7 +43,7 @@ const std::map<std::string, std::string>& catalogue() {
         {"VELTRA:convnc:UnsupportedDataType", "The shape must be 'same', 'full' or 'valid'."},
         {"VELTRA:convnc:inputType", "Inputs must be single or double."},
         {"VELTRA:stridedConvn:InputClass", "Inputs must be single or double arrays."},
-        {"VELTRA:stridedConvn:InvalidOptionString", "The option must be 'convolution' or 'correlation'."},
+        {"VELTRA:stridedConvn:InvalidOptionString", "The option must be 'conv' or 'corr'."},
         {"VELTRA:stridedConvn:InvalidRangeIndex", "Start and end indices must be positive integers within the result."},
         {"VELTRA:stridedConvn:InvalidStride", "Strides must be positive integers."},
         {"VELTRA:stridedConvn:RangeIndexClass", "Start and end indices must be numeric."},

@@ -74,6 +74,25 @@ Module& Module::loadDefault() {
                                   "/libvlmathdsp.so"));
 }
 
+namespace {
+
+// Clang before 16 knows the features but not the level names.
+#if defined(__clang__) && __clang_major__ < 16
+bool runsLevel3() {
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2");
+}
+bool runsLevel4() {
+    return runsLevel3() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+           __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+}
+#else
+bool runsLevel3() { return __builtin_cpu_supports("x86-64-v3"); }
+bool runsLevel4() { return __builtin_cpu_supports("x86-64-v4"); }
+#endif
+
+}  // namespace
+
 std::string bestModuleVariant(const std::string& path) {
     const std::string suffix = ".so";
     if (path.size() < suffix.size() || path.compare(path.size() - suffix.size(), suffix.size(), suffix) != 0)
@@ -84,8 +103,7 @@ std::string bestModuleVariant(const std::string& path) {
         const char* name;
         bool runs;
     };
-    const Level levels[] = {{"x86-64-v4", __builtin_cpu_supports("x86-64-v4") != 0},
-                            {"x86-64-v3", __builtin_cpu_supports("x86-64-v3") != 0}};
+    const Level levels[] = {{"x86-64-v4", runsLevel4()}, {"x86-64-v3", runsLevel3()}};
     const auto exists = [](const std::string& p) { return access(p.c_str(), R_OK) == 0; };
     const char* asked = std::getenv("VLMATHDSP_ISA");
     if (asked && *asked) {

@@ -10,6 +10,8 @@
 #include <oneapi/tbb/partitioner.h>
 #include <oneapi/tbb/task_group.h>
 
+#include "common/fork_join_notes.hpp"
+
 namespace vlcommon {
 
 // body(range) once when serial; otherwise a parallel_for with the automatic partitioner in a
@@ -22,7 +24,9 @@ void runRange(bool parallel, const Range& range, const Body& body) {
         return;
     }
     tbb::task_group_context context;
-    tbb::parallel_for(range, body, tbb::auto_partitioner(), context);
+    ForkJoinNotes notes;
+    tbb::parallel_for(range, noted<Range>(notes, body), tbb::auto_partitioner(), context);
+    notes.join();
 }
 
 // [begin, end) in grains of at least one.

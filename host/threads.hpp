@@ -9,6 +9,8 @@
 #include <oneapi/tbb/task_arena.h>
 #include <oneapi/tbb/task_scheduler_observer.h>
 
+#include "common/fork_join_notes.hpp"
+
 namespace vlhost::detail {
 
 // The cores TBB runs workers on: the process's, whichever thread asked first.
@@ -21,8 +23,11 @@ void reserveBlasBuffers();
 // make what the call frame walks later (zeroed blocks of handles, copies of cells).
 template <class Body>
 void runWhole(size_t count, const Body& body) {
+    using Range = tbb::blocked_range<size_t>;
     tbb::task_group_context whole(tbb::task_group_context::isolated);
-    tbb::parallel_for(tbb::blocked_range<size_t>(0, count), body, whole);
+    vlcommon::ForkJoinNotes notes;
+    tbb::parallel_for(Range(0, count), vlcommon::noted<Range>(notes, body), whole);
+    notes.join();
 }
 
 // This thread's arena, sized to the current setting, made ready for a call from this thread.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Set-up, build, then what a newcomer does (the tour, pip install . from a pristine copy) and every
 # test: C++ under CTest, Python under pytest, a short fuzz run; then the same three again in the
-# address- and undefined-behaviour-sanitizer build, and a short coverage-guided fuzz run.
+# address- and undefined-behaviour-sanitizer build, a short coverage-guided fuzz run and the C++
+# tests under the thread sanitizer.
 #   bash scripts/test.sh                 # everything (CI)
 #   bash scripts/test.sh --no-sanitize   # the release build only
 #   bash scripts/test.sh --sanitize      # the sanitizer build only
@@ -52,5 +53,7 @@ if [ "$mode" != --no-sanitize ]; then
   sanitized /usr/bin/python3 tests/fuzz/fuzz.py --package build-asan/python --structured --cases 20000 --seed 4
   step "coverage-guided fuzz over the embedding API (clang, sanitized), 20 s per family"
   bash scripts/libfuzzer.sh 20
+  step "C++ tests under the thread sanitizer, the concurrency tests among them"
+  bash scripts/tsan.sh
 fi
 step "done"

@@ -127,6 +127,17 @@ void echoProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
     if (nrhs > 0) plhs[0] = const_cast<vxArray*>(prhs[0]);
 }
 
+// The values no Python value makes: a text matrix, a cell, a structure array, a function handle.
+void hostValuesProbe(int, vxArray** plhs, int, const vxArray**) {
+    plhs[0] = vlhost::createCharArray({2, 3}, u"adbecf");
+    plhs[1] = vlhost::createCell({1, 2}, {matrix::detail::noninlined::vx_array_api::vxCreateDoubleMatrix(1, 2, vxREAL),
+                                          vlhost::createChar(u"ab")});
+    plhs[2] = vlhost::createStruct({1, 2}, {"a", "b"},
+                                   {vlhost::createChar(u"x"), vlhost::createChar(u"y"), vlhost::createChar(u"z"),
+                                    vlhost::createFunctionHandle("cos")});
+    plhs[3] = vlhost::createFunctionHandle("sin");
+}
+
 void warnProbe(int, vxArray** plhs, int nrhs, const vxArray** prhs) {
     vxWarningMsgId(resource_core::BaseMsgID{{}, "VELTRA:fftfcn", "WisdomImportFailed"});
     plhs[0] = matrix::detail::noninlined::vx_array_api::vxCreateDoubleMatrix(1, 1, vxREAL);
@@ -189,6 +200,7 @@ PYBIND11_MODULE(_vlmathdsp, m) {
     m.def("live_blocks", []() { return vlhost::liveByteBlocks(); });
     m.def("_echo", [](py::tuple args) { return runTuple(echoProbe, args, 1, 0); });
     m.def("_warn", []() { return runTuple(warnProbe, py::tuple(), 1, -1); });
+    m.def("_host_values", []() { return runTuple(hostValuesProbe, py::tuple(), 4, -1); });
     m.def("_host_data_address", [](py::object value) {
         Argument a = toHost(value);
         const auto address = reinterpret_cast<uintptr_t>(a.array->data);

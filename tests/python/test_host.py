@@ -82,10 +82,25 @@ def test_text_strings_and_sparse():
     np.testing.assert_array_equal(back.toarray(), m.toarray())
     z = scipy.sparse.csc_matrix(np.array([[0, 1 + 2j], [3, 0]]))
     np.testing.assert_array_equal(echo(z).toarray(), z.toarray())
+    counts = scipy.sparse.csc_matrix(np.array([[0, 7], [-3, 0]], dtype=np.int16))
+    back = echo(counts)
+    assert back.dtype == np.float64, "sparse data of other classes is held as double"
+    np.testing.assert_array_equal(back.toarray(), [[0, 7], [-3, 0]])
+
+
+def test_values_only_the_host_makes_reach_python_in_their_nearest_form():
+    text, cell, records, handle = core._host_values()
+    np.testing.assert_array_equal(text, [["a", "b", "c"], ["d", "e", "f"]])
+    assert cell.dtype == object and cell.shape == (1, 2) and cell[0, 1] == "ab"
+    np.testing.assert_array_equal(cell[0, 0], np.zeros((1, 2)))
+    assert records.shape == (1, 2) and records[0, 0] == {"a": "x", "b": "y"}
+    assert records[0, 1] == {"a": "z", "b": "cos"}
+    assert handle == "sin"
+    assert core.live_arrays() == 0
 
 
 @pytest.mark.parametrize("bad", [np.array([1], dtype=np.float16), np.array(["a"], dtype=object),
-                                 np.array([1], dtype=np.longdouble)])
+                                 np.array([1], dtype=np.longdouble), np.array([1j], dtype=np.clongdouble)])
 def test_dtypes_without_a_class_raise_type_error(bad):
     with pytest.raises(TypeError):
         echo(bad)
@@ -177,3 +192,23 @@ def test_the_version_is_the_projects():
     with open(os.path.join(root, "CMakeLists.txt")) as f:
         version = re.search(r"project\(vlmathdsp VERSION ([\d.]+)", f.read()).group(1)
     assert vm.__version__ == ".".join(version.split(".")[:3])
+
+
+def test_the_fast_calls_refuse_as_the_general_ones_do():
+    x = np.ones(8)
+    with pytest.raises(vm.Error) as info:
+        core.complex_of_vector(99, x)
+    assert info.value.identifier == "VELTRA:noSuchSlot"
+    with pytest.raises(TypeError):
+        core.complex_of_vector(4)
+    with pytest.raises(TypeError):
+        core.vectors_of_one_type(9, "principal", x, x, x)
+    assert core.complex_of_vector(4, np.ones((2, 2))) is None, "not its case: the general path takes it"
+
+
+@pytest.mark.parametrize("n", [0, 2.5, np.array([4, 4]), -1])
+def test_the_half_spectrum_takes_whole_lengths_only(n):
+    # The faces check lengths first: what reaches it otherwise is the package's own fault.
+    with pytest.raises(vm.Error, match="n must be a whole number of at least 1") as info:
+        core.half_spectrum(np.ones(8), n, 1)
+    assert info.value.identifier == "VELTRA:internal"

@@ -238,3 +238,19 @@ def test_real_fir_gives_the_bits_of_plain_steps(dtype, threads):
         got = vm.filter(b, dtype(1), X)
         for c in range(3):
             np.testing.assert_array_equal(got[:, c], fir_in_order(b, X[:, c], np.zeros(0, dtype)))
+
+
+@pytest.mark.parametrize("a0", [0.3 + 2.0j, 2.0j, -1e-3 - 4.0j, 1e200 + 3e200j])
+@pytest.mark.parametrize("cb", [False, True])
+def test_a_leading_coefficient_led_by_its_imaginary_part(a0, cb):
+    # Normalising by a[0] divides in the branch where the divisor's imaginary part is the larger;
+    # the reference divides first with NumPy's scaled division (lfilter's own overflows at 1e200).
+    rng = np.random.default_rng(31)
+    b = rand(rng, 4, cb)
+    a = stable_denominator(rng, 3, True) / 1.7 * a0
+    x = rand(rng, (200, 3))
+    y = vm.filter(b, a, x)
+    bn, an = np.asarray(b, complex) / a[0], a / a[0]
+    an[0] = 1
+    ry, _ = lfilter_reference(bn, an, x, None, 0)
+    np.testing.assert_allclose(y, ry, rtol=1e-12, atol=0)

@@ -192,7 +192,8 @@ void copyExtra(Kind kind, const std::vector<size_t>& dims, const DataBlock* from
             if (c) CallFrame::unlink(host(c));
             copy->arrays.push_back(c);
         }
-        std::memcpy(to->ptr, copy->arrays.data(), copy->arrays.size() * sizeof(vxArray*));
+        if (!copy->arrays.empty())  // a function handle holds no arrays: no block to copy into
+            std::memcpy(to->ptr, copy->arrays.data(), copy->arrays.size() * sizeof(vxArray*));
         to->extra = std::move(copy);
     }
 }

@@ -14,6 +14,15 @@
 
 namespace vlcommon {
 
+// tbb::parallel_for in `context`, its fork and join told to the thread sanitizer.
+template <class Range, class Body, class Partitioner>
+void notedParallelFor(const Range& range, const Body& body, const Partitioner& partitioner,
+                      tbb::task_group_context& context) {
+    ForkJoinNotes notes;
+    tbb::parallel_for(range, noted<Range>(notes, body), partitioner, context);
+    notes.join();
+}
+
 // body(range) once when serial; otherwise a parallel_for with the automatic partitioner in a
 // fresh context, through which a task's exception reaches the caller.
 template <class Range, class Body>
@@ -24,9 +33,7 @@ void runRange(bool parallel, const Range& range, const Body& body) {
         return;
     }
     tbb::task_group_context context;
-    ForkJoinNotes notes;
-    tbb::parallel_for(range, noted<Range>(notes, body), tbb::auto_partitioner(), context);
-    notes.join();
+    notedParallelFor(range, body, tbb::auto_partitioner(), context);
 }
 
 // [begin, end) in grains of at least one.

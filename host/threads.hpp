@@ -4,12 +4,10 @@
 #include <cstddef>
 #include <memory>
 
-#include <oneapi/tbb/blocked_range.h>
-#include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 #include <oneapi/tbb/task_scheduler_observer.h>
 
-#include "common/fork_join_notes.hpp"
+#include "common/parallel_range.hpp"
 
 namespace vlhost::detail {
 
@@ -23,11 +21,8 @@ void reserveBlasBuffers();
 // make what the call frame walks later (zeroed blocks of handles, copies of cells).
 template <class Body>
 void runWhole(size_t count, const Body& body) {
-    using Range = tbb::blocked_range<size_t>;
     tbb::task_group_context whole(tbb::task_group_context::isolated);
-    vlcommon::ForkJoinNotes notes;
-    tbb::parallel_for(Range(0, count), vlcommon::noted<Range>(notes, body), whole);
-    notes.join();
+    vlcommon::notedParallelFor(tbb::blocked_range<size_t>(0, count), body, tbb::auto_partitioner(), whole);
 }
 
 // This thread's arena, sized to the current setting, made ready for a call from this thread.

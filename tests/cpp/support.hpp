@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <complex>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -77,6 +78,18 @@ inline std::string errorOf(vxBuiltin fn, int nlhs, const std::vector<const vxArr
         run(fn, nlhs, args);
     } catch (const vlhost::HostError& e) {
         return e.identifier;
+    }
+    return "";
+}
+
+// The identifier of the host error that `make` raises, or "" when it raises none.
+inline std::string identifierOf(const std::function<void()>& make) {
+    try {
+        make();
+    } catch (const vlhost::HostError& e) {
+        return e.identifier;
+    } catch (const foundation::core::except::IMsgIDException& e) {
+        return e.GetErrorIdentifier();
     }
     return "";
 }

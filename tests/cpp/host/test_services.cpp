@@ -9,7 +9,7 @@
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
-#include "common/fork_join_notes.hpp"
+#include "common/parallel_range.hpp"
 #include "tests/cpp/support.hpp"
 
 using namespace vltest;
@@ -146,16 +146,14 @@ std::vector<int> gWorkerCores;
 void meetsAWorker(int, vxArray**, int, const vxArray**) {
     std::atomic<int> arrived{0};
     gWorkerCores.clear();
-    vlcommon::ForkJoinNotes notes;  // as the library's loops tell the thread sanitizer
     auto body = [&](const tbb::blocked_range<int>&) {
         ++arrived;
         const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
         while (arrived.load() < 2 && std::chrono::steady_clock::now() < until) std::this_thread::yield();
         if (tbb::this_task_arena::current_thread_index() != 0) gWorkerCores = coresOf(0);
     };
-    tbb::parallel_for(tbb::blocked_range<int>(0, 2, 1), vlcommon::noted<tbb::blocked_range<int>>(notes, body),
-                      tbb::simple_partitioner());
-    notes.join();
+    tbb::task_group_context context;  // the loop told to the thread sanitizer, as the library's are
+    vlcommon::notedParallelFor(tbb::blocked_range<int>(0, 2, 1), body, tbb::simple_partitioner(), context);
 }
 }  // namespace
 

@@ -52,17 +52,7 @@ std::vector<vxBuiltin> family(const std::string& name) {
     std::abort();
 }
 
-size_t elementBytes(vxClassID id) {
-    switch (id) {
-        case VX_DOUBLE_CLASS: case VX_INT64_CLASS: case VX_UINT64_CLASS: return 8;
-        case VX_SINGLE_CLASS: case VX_INT32_CLASS: case VX_UINT32_CLASS: return 4;
-        case VX_INT16_CLASS: case VX_UINT16_CLASS: case VX_CHAR_CLASS: return 2;
-        case VX_INT8_CLASS: case VX_UINT8_CLASS: case VX_LOGICAL_CLASS: return 1;
-        default: return 0;
-    }
-}
-
-// An array's class, size and data bytes (data only for numeric, logical and text arrays).
+// An array's class, size and data bytes (data only for full numeric, logical and text arrays).
 std::string image(const vxArray* a) {
     if (!a) return "none";
     std::string out = std::to_string(vlhost::classOf(a)) + (vlhost::isComplex(a) ? "c" : "r");
@@ -71,8 +61,9 @@ std::string image(const vxArray* a) {
         out += "x" + std::to_string(d);
         count *= d;
     }
-    if (vlhost::isSparse(a)) return out + "sparse";
-    const size_t bytes = count * elementBytes(vlhost::classOf(a)) * (vlhost::isComplex(a) ? 2 : 1);
+    const vxClassID id = vlhost::classOf(a);
+    if (vlhost::isSparse(a) || !(vxIsNumericFlags(a) || id == VX_LOGICAL_CLASS || id == VX_CHAR_CLASS)) return out;
+    const size_t bytes = count * matrix::detail::noninlined::vx_array_api::vxGetElementSize(a);
     if (bytes && a->data) out.append(static_cast<const char*>(a->data), bytes);
     return out;
 }

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -36,24 +38,24 @@ inline fftwContext piecesContext(fftwContext context) {
 // Copies and scaling over sequences go parallel from this many elements in all, where the loop
 // outlasts starting a parallel region.
 constexpr uint64_t kParallelElements = 1 << 16;
-// Scratch is offset to the address of the array it stands for modulo the widest SIMD alignment.
-constexpr uintptr_t kAlignmentSpan = 64;
-
-// Buffers of the transform library, freed on every path.
+// Buffers of the transform library, at the widest SIMD alignment (so that a plan made on one
+// runs every other with the same codelets), freed on every path.
 template <class E>
 struct Buffer {
     E* data = nullptr;
     explicit Buffer(size_t count) {
         if (count == 0) return;
-        data = static_cast<E*>(fftw_malloc(count * sizeof(E)));
-        if (!data) throw std::runtime_error("FFTW:nomem");
+        if (count > SIZE_MAX / sizeof(E)) throw std::runtime_error("FFTW:nomem");
+        void* p = nullptr;
+        if (posix_memalign(&p, kAlignmentSpan, count * sizeof(E)) != 0) throw std::runtime_error("FFTW:nomem");
+        data = static_cast<E*>(p);
     }
     Buffer(const Buffer&) = delete;
     Buffer& operator=(const Buffer&) = delete;
-    ~Buffer() {
-        if (data) fftw_free(data);
-    }
+    ~Buffer() { std::free(data); }
 };
+
+// Scratch is offset to the address of the array it stands for modulo the widest SIMD alignment.
 
 inline char* alignedLike(char* scratch, const void* like) {
     const uintptr_t want = reinterpret_cast<uintptr_t>(like) % kAlignmentSpan;
@@ -77,7 +79,7 @@ void restage(const E* in, uint64_t inLen, E* out, uint64_t outLen, uint64_t stri
 // Cache keys. Word 0 is n, word 1 the stride, word 2 the count of outer blocks. Word 3:
 //   bit 0       the sign is +1 (inverse)
 //   bit 1       in place
-//   bits 2-9    FFTW's alignment of the input, bits 10-17 of the output
+//   bits 2-9    the input's address modulo kAlignmentSpan, bits 10-17 the output's
 //   bits 18-25  the planner flags, low byte (kPlannerHybrid is 0xff)
 //   bits 26-41  the plan's thread count
 //   bits 42-57  the interleaved sequences one plan runs, when not the stride (0 otherwise)

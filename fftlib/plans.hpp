@@ -2,12 +2,19 @@
 #pragma once
 
 #include <complex>
+#include <cstdint>
 
 #include <fftw3.h>
 
 namespace vfl_fft {
 
 void countPlanMade();
+
+// The widest SIMD alignment. FFTW's planner picks codelets by an array's alignment up to this
+// (its own alignment_of reports 16 bytes only), so plans are keyed and made by the address
+// modulo this: a plan made on one array never runs another whose residue differs.
+constexpr uintptr_t kAlignmentSpan = 64;
+inline int alignmentOf(const void* p) { return int(reinterpret_cast<uintptr_t>(p) % kAlignmentSpan); }
 
 // FFTW's planner, plan destruction and wisdom are one process-wide state that only one thread may
 // touch at a time (FFTW's own planner lock leaves wisdom out): every such call holds this lock.
@@ -63,7 +70,7 @@ struct Fftw<double> {
         fftw_destroy_plan(p);
     }
     static void threads(int n) { fftw_plan_with_nthreads(n); }
-    static int alignment(double* p) { return fftw_alignment_of(p); }
+    static int alignment(double* p) { return alignmentOf(p); }
 };
 
 template <>
@@ -95,7 +102,7 @@ struct Fftw<float> {
         fftwf_destroy_plan(p);
     }
     static void threads(int n) { fftwf_plan_with_nthreads(n); }
-    static int alignment(float* p) { return fftwf_alignment_of(p); }
+    static int alignment(float* p) { return alignmentOf(p); }
 };
 
 }  // namespace vfl_fft

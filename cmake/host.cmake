@@ -19,3 +19,5 @@ add_library(vlhost SHARED
   host/worker_pinning.cpp)
 target_include_directories(vlhost PUBLIC $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}>)
 target_link_libraries(vlhost PUBLIC TBB::tbb PRIVATE vl_openblas ${CMAKE_DL_LIBS} Threads::Threads)
+# Its hot loops, once per instruction-set level.
+vl_isa_kernels(vlhost host/kernels/convert.cpp host/kernels/gemv.cpp host/kernels/transpose.cpp)

@@ -1,68 +1,14 @@
 // Class conversions: integers round to nearest with ties away from zero, saturate at their
 // limits and take NaN as 0; logical is true for non-zero.
-#include <cmath>
 #include <cstring>
-#include <limits>
-#include <type_traits>
 
 #include "host/array.hpp"
-#include "host/class_dispatch.hpp"
 #include "host/errors.hpp"
+#include "host/kernels/convert.hpp"
 
 namespace vlhost::detail {
 
 namespace {
-
-template <class D, class S>
-D convertValue(S v) {
-    if constexpr (std::is_same_v<D, bool>) {
-        return v != S(0);
-    } else if constexpr (std::is_floating_point_v<D>) {
-        return static_cast<D>(v);
-    } else {
-        using Limits = std::numeric_limits<D>;
-        if constexpr (std::is_floating_point_v<S>) {
-            const double x = static_cast<double>(v);
-            if (std::isnan(x)) return D(0);
-            const double r = std::round(x);
-            if (r <= static_cast<double>(Limits::min())) return Limits::min();
-            // The limit as a double may round up past the largest value: compare with >=.
-            if (r >= static_cast<double>(Limits::max())) return Limits::max();
-            return static_cast<D>(r);
-        } else if constexpr (std::is_same_v<S, bool>) {
-            return static_cast<D>(v);
-        } else {
-            if constexpr (std::is_signed_v<S>) {
-                if (v < 0) {
-                    if constexpr (!std::is_signed_v<D>) return D(0);
-                    else if (static_cast<long long>(v) < static_cast<long long>(Limits::min())) return Limits::min();
-                    return static_cast<D>(v);
-                }
-            }
-            if (static_cast<unsigned long long>(v) > static_cast<unsigned long long>(Limits::max())) return Limits::max();
-            return static_cast<D>(v);
-        }
-    }
-}
-
-template <class D, class S>
-void convertRun(const S* src, D* dst, size_t count) {
-    for (size_t i = 0; i < count; ++i) dst[i] = convertValue<D, S>(src[i]);
-}
-
-// Converts count scalars (twice as many for complex data) from one class to another.
-void convertData(vxClassID from, const void* src, vxClassID to, void* dst, size_t count) {
-    dispatchClass(from, [&](auto s) {
-        using S = typename decltype(s)::type;
-        if constexpr (!std::is_void_v<S>) {
-            dispatchClass(to, [&](auto d) {
-                using D = typename decltype(d)::type;
-                if constexpr (!std::is_void_v<D>)
-                    convertRun<D, S>(static_cast<const S*>(src), static_cast<D*>(dst), count);
-            });
-        }
-    });
-}
 
 bool isConvertible(vxClassID id) {
     return id == VX_LOGICAL_CLASS || id == VX_CHAR_CLASS || classFlags(id, false) != 0;
@@ -92,18 +38,9 @@ HostArray* sparseToFull(const HostArray* s) {
 // Keeps the real parts of a complex array, in place.
 void compactToReal(HostArray* h) {
     makeUnique(h);
-    const size_t elem = classElementBytes(h->classOf);
     const size_t count = h->kind == Kind::Sparse ? h->jc[h->dims[1]] : numel(h->dims);
-    char* p = static_cast<char*>(h->data);
-    for (size_t i = 1; i < count; ++i) std::memmove(p + i * elem, p + 2 * i * elem, elem);
+    vlhost::kernels::keepRealParts(h->data, count, classElementBytes(h->classOf));
     h->flags = (h->flags & VX_FLAG_SPARSE) | classFlags(h->classOf, false);
-}
-
-template <class T>
-bool imaginaryAllZero(const T* p, size_t count) {
-    for (size_t i = 0; i < count; ++i)
-        if (p[2 * i + 1] != T(0)) return false;
-    return true;
 }
 
 }  // namespace
@@ -130,7 +67,7 @@ vxArray* vxMustBe(const vxArray* a, vxClassID target) {
         return converted;
     }
     HostArray* out = makeNumeric(h->dims, target, cplx, false);
-    convertData(h->classOf, h->data, target, out->data, numel(h->dims) * (cplx ? 2 : 1));
+    vlhost::kernels::convertData(h->classOf, h->data, target, out->data, numel(h->dims) * (cplx ? 2 : 1));
     return out;
 }
 
@@ -149,14 +86,11 @@ vxArray* vxMustBeComplex(int, vxArray** const arrays) {
     const size_t count = numel(h->dims);
     const size_t elem = classElementBytes(id);
     if (id == h->classOf) {
-        const char* src = static_cast<const char*>(h->data);
-        char* dst = static_cast<char*>(out->data);
-        for (size_t i = 0; i < count; ++i) std::memcpy(dst + 2 * i * elem, src + i * elem, elem);
+        vlhost::kernels::realToComplex(h->data, out->data, count, elem);
     } else {
-        double* dst = static_cast<double*>(out->data);
         std::vector<double> values(count);
-        convertData(h->classOf, h->data, VX_DOUBLE_CLASS, values.data(), count);
-        for (size_t i = 0; i < count; ++i) dst[2 * i] = values[i];
+        vlhost::kernels::convertData(h->classOf, h->data, VX_DOUBLE_CLASS, values.data(), count);
+        vlhost::kernels::realToComplex(values.data(), out->data, count, elem);
     }
     return out;
 }
@@ -167,12 +101,7 @@ void vxFreeImagIfZero(vxArray* a) {
     HostArray* h = host(a);
     if (!a || !isComplex(a)) return;
     const size_t count = h->kind == Kind::Sparse ? h->jc[h->dims[1]] : numel(h->dims);
-    const bool zero = dispatchClass(h->classOf, [&](auto t) {
-        using T = typename decltype(t)::type;
-        if constexpr (std::is_void_v<T>) return false;
-        else return imaginaryAllZero(static_cast<const T*>(h->data), count);
-    });
-    if (zero) compactToReal(h);
+    if (vlhost::kernels::imaginaryAllZero(h->classOf, h->data, count)) compactToReal(h);
 }
 
 void vxDeflateComplexToReal(vxArray* a) {

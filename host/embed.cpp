@@ -15,6 +15,7 @@
 #include <string>
 #include <system_error>
 
+#include "common/isa.hpp"
 #include "host/call_frame.hpp"
 #include "host/errors.hpp"
 #include "host/interrupt.hpp"
@@ -74,36 +75,16 @@ Module& Module::loadDefault() {
                                   "/libvlmathdsp.so"));
 }
 
-namespace {
-
-// Clang before 16 knows the features but not the level names.
-#if defined(__clang__) && __clang_major__ < 16
-bool runsLevel3() {
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && __builtin_cpu_supports("bmi") &&
-           __builtin_cpu_supports("bmi2");
-}
-bool runsLevel4() {
-    return runsLevel3() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
-}
-#else
-bool runsLevel3() { return __builtin_cpu_supports("x86-64-v3"); }
-bool runsLevel4() { return __builtin_cpu_supports("x86-64-v4"); }
-#endif
-
-}  // namespace
-
 std::string bestModuleVariant(const std::string& path) {
     const std::string suffix = ".so";
     if (path.size() < suffix.size() || path.compare(path.size() - suffix.size(), suffix.size(), suffix) != 0)
         return path;
     const std::string stem = path.substr(0, path.size() - suffix.size());
-    __builtin_cpu_init();
     struct Level {
         const char* name;
         bool runs;
     };
-    const Level levels[] = {{"x86-64-v4", runsLevel4()}, {"x86-64-v3", runsLevel3()}};
+    const Level levels[] = {{"x86-64-v4", vlcommon::runsLevel4()}, {"x86-64-v3", vlcommon::runsLevel3()}};
     const auto exists = [](const std::string& p) { return access(p.c_str(), R_OK) == 0; };
     const char* asked = std::getenv("VLMATHDSP_ISA");
     if (asked && *asked) {

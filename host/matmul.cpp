@@ -5,6 +5,7 @@
 
 #include "host/array.hpp"
 #include "host/errors.hpp"
+#include "host/kernels/gemv.hpp"
 
 extern "C" {
 void dgemm_(const char*, const char*, const int*, const int*, const int*, const double*, const double*, const int*,
@@ -26,42 +27,8 @@ namespace vlhost::detail {
 namespace {
 
 // Matrix-vector products up to this many matrix elements (256 KiB of doubles) run in the
-// kernel below, which beats the BLAS call overhead on small operands.
+// host's own kernel (kernels::smallGemv), which beats the BLAS call overhead on small operands.
 constexpr size_t kSmallGemvLimit = 32768;
-// Rows per block of the small kernel: the accumulators stay in vector registers.
-constexpr size_t kGemvRows = 64;
-
-// y = a x, a p by q column-major; each y[i] sums a[i,k] x[k] in order of k. Unit strides
-// are compiled apart so that the loads and stores stay whole vectors.
-template <size_t IncX, size_t IncY, class T>
-void smallGemvStrided(size_t p, size_t q, const T* a, const T* x, T* y) {
-    size_t ib = 0;
-    for (; ib + kGemvRows <= p; ib += kGemvRows) {
-        T acc[kGemvRows] = {};
-        for (size_t k = 0; k < q; ++k) {
-            const T xk = x[k * IncX];
-            const T* col = a + k * p + ib;
-            for (size_t i = 0; i < kGemvRows; ++i) acc[i] += col[i] * xk;
-        }
-        for (size_t i = 0; i < kGemvRows; ++i) y[(ib + i) * IncY] = acc[i];
-    }
-    const size_t rest = p - ib;
-    if (rest == 0) return;
-    T acc[kGemvRows] = {};
-    for (size_t k = 0; k < q; ++k) {
-        const T xk = x[k * IncX];
-        const T* col = a + k * p + ib;
-        for (size_t i = 0; i < rest; ++i) acc[i] += col[i] * xk;
-    }
-    for (size_t i = 0; i < rest; ++i) y[(ib + i) * IncY] = acc[i];
-}
-
-// Strides are 1 for real vectors and 2 for the parts of interleaved complex ones.
-template <class T>
-void smallGemv(size_t p, size_t q, const T* a, const T* x, size_t inc, T* y) {
-    if (inc == 1) smallGemvStrided<1, 1>(p, q, a, x, y);
-    else smallGemvStrided<2, 2>(p, q, a, x, y);
-}
 
 void gemm(const char* ta, const char* tb, int m, int n, int k, const double* a, int lda, const double* b, int ldb,
           double* c, int ldc) {
@@ -100,8 +67,8 @@ void multiply(const T* a, bool ca, const T* b, bool cb, T* c, int p, int q, int 
     const bool small = r == 1 && size_t(p) * size_t(q) <= kSmallGemvLimit;
     if (small && !ca) {
         // A complex b is two interleaved real vectors.
-        smallGemv<T>(p, q, a, b, cb ? 2 : 1, c);
-        if (cb) smallGemv<T>(p, q, a, b + 1, 2, c + 1);
+        kernels::smallGemv<T>(p, q, a, b, cb ? 2 : 1, c);
+        if (cb) kernels::smallGemv<T>(p, q, a, b + 1, 2, c + 1);
     } else if (!ca && !cb) {
         if (r == 1) gemv(p, q, a, b, c);
         else gemm("N", "N", p, r, q, a, p, b, q, c, p);

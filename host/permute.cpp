@@ -3,15 +3,11 @@
 #include <cstring>
 #include <numeric>
 
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "host/array.hpp"
 #include "host/call_frame.hpp"
 #include "host/embed.hpp"
 #include "host/errors.hpp"
+#include "host/kernels/transpose.hpp"
 #include "host/threads.hpp"
 
 namespace vlhost::detail {
@@ -73,49 +69,6 @@ void outerOffsets(const std::vector<Axis>& axes, size_t first, size_t skip, size
     }
 }
 
-// dst[i + j dstStride] = src[i srcStride + j] over a tile of rows [ib, ie) by columns [jb, je).
-template <class E>
-void transposeTile(const E* src, size_t srcStride, E* dst, size_t dstStride, size_t ib, size_t ie, size_t jb,
-                   size_t je) {
-    size_t j = jb;
-#if defined(__SSE2__)
-    // 4 by 4 blocks of 4-byte elements through registers; loads, shuffles and stores move bits
-    // only, NaN payloads included.
-    if constexpr (sizeof(E) == 4) {
-        for (; j + 4 <= je; j += 4) {
-            size_t i = ib;
-            for (; i + 4 <= ie; i += 4) {
-                const float* s = reinterpret_cast<const float*>(src + i * srcStride + j);
-                __m128 r0 = _mm_loadu_ps(s), r1 = _mm_loadu_ps(s + srcStride), r2 = _mm_loadu_ps(s + 2 * srcStride),
-                       r3 = _mm_loadu_ps(s + 3 * srcStride);
-                _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
-                float* d = reinterpret_cast<float*>(dst + i + j * dstStride);
-                _mm_storeu_ps(d, r0), _mm_storeu_ps(d + dstStride, r1), _mm_storeu_ps(d + 2 * dstStride, r2),
-                    _mm_storeu_ps(d + 3 * dstStride, r3);
-            }
-            for (size_t jj = j; jj < j + 4; ++jj)
-                for (size_t ii = i; ii < ie; ++ii) dst[ii + jj * dstStride] = src[ii * srcStride + jj];
-        }
-    }
-    // 2 by 2 blocks of 8-byte elements.
-    if constexpr (sizeof(E) == 8) {
-        for (; j + 2 <= je; j += 2) {
-            size_t i = ib;
-            for (; i + 2 <= ie; i += 2) {
-                const double* s = reinterpret_cast<const double*>(src + i * srcStride + j);
-                const __m128d r0 = _mm_loadu_pd(s), r1 = _mm_loadu_pd(s + srcStride);
-                double* d = reinterpret_cast<double*>(dst + i + j * dstStride);
-                _mm_storeu_pd(d, _mm_unpacklo_pd(r0, r1)), _mm_storeu_pd(d + dstStride, _mm_unpackhi_pd(r0, r1));
-            }
-            for (size_t jj = j; jj < j + 2; ++jj)
-                for (size_t ii = i; ii < ie; ++ii) dst[ii + jj * dstStride] = src[ii * srcStride + jj];
-        }
-    }
-#endif
-    for (; j < je; ++j)
-        for (size_t i = ib; i < ie; ++i) dst[i + j * dstStride] = src[i * srcStride + j];
-}
-
 template <class E>
 void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t count) {
     if (axes.empty()) {
@@ -164,7 +117,8 @@ void permuteData(const E* src, E* dst, const std::vector<Axis>& axes, size_t cou
             outerOffsets(axes, 1, p, o, in, out);
             const size_t je = std::min(jb + kTile, ap.size);
             for (size_t ib = 0; ib < a0.size; ib += kTile)
-                transposeTile(src + in, a0.in, dst + out, ap.out, ib, std::min(ib + kTile, a0.size), jb, je);
+                kernels::transposeTile(src + in, a0.in, dst + out, ap.out, sizeof(E), ib, std::min(ib + kTile, a0.size), jb,
+                                       je);
         }
     };
     if (count < kParallelMinimum) body({0, outer * tilesP});

@@ -4,3 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 PYTHONPATH=build/python /usr/bin/python3 bench/run_all.py
+# The host's loops at each instruction-set level, side by side.
+build/bench/host_levels

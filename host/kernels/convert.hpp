@@ -10,7 +10,8 @@ namespace vlhost::kernels {
 
 // `count` scalars of class `from` to class `to`: integers round to nearest with ties away from
 // zero, saturate at their limits and take NaN as 0; logical is true for non-zero.
-// realToComplex: count elements of `bytes` bytes to the real parts of zeroed interleaved pairs.
+// realToComplex: count elements of `bytes` bytes to the real parts of interleaved pairs whose
+// imaginary parts it zeroes.
 // keepRealParts: the real parts of count interleaved pairs, moved to the front in place.
 // imaginaryAllZero: whether every imaginary part of count pairs of class `id` is zero.
 VL_ISA_DECLARE(void convertData(vxClassID from, const void* src, vxClassID to, void* dst, size_t count);

@@ -65,7 +65,8 @@ void weighOutputs(const Weights<T>& w, T* out, uint64_t rs, uint64_t n, uint64_t
             else if (local < span - rs) f = w.interior, stop = span - rs;
             else f = w.end, stop = span;
             stop = std::min(end, base + stop);
-            for (; i < stop; ++i) out[i] *= f;
+            kernels::loops<T>().scaleAll(out + i, stop - i, f);
+            i = stop;
         }
     });
 }

@@ -14,6 +14,7 @@
 
 #include "common/parallel_range.hpp"
 #include "fftlib/fft.hpp"
+#include "fftlib/kernels/loops.hpp"
 #include "fftlib/plans.hpp"
 #include "fftlib/refused_plans.hpp"
 
@@ -288,31 +289,13 @@ void forSequences(uint64_t count, uint64_t n, const Body& body) {
     vlcommon::forEachIndex(count >= 2 && count * n >= kParallelElements, uint64_t(0), count, uint64_t(1), body);
 }
 
-// The inverse's 1/n, as a division of each of `reals` values, in blocks of kScaleBlock. The
-// drivers that scale as they go divide each value by the same T(n).
+// The inverse's 1/n over `reals` values, in blocks of kScaleBlock.
 constexpr size_t kScaleBlock = 1 << 14;
 template <class R>
-R scaleDivisor(double n) {
-    return R(n);
-}
-
-// body(divide), divide(x) being x / scaleDivisor(n). When 1/n is exact (n a power of two) the
-// division is a multiplication by it: the same bits, at a fraction of a division's cost.
-template <class R, class Body>
-void withDivisor(double n, const Body& body) {
-    const R d = scaleDivisor<R>(n), inverse = R(1) / d;
-    int exponent;
-    if (std::frexp(d, &exponent) == R(0.5) && std::isnormal(inverse)) body([inverse](R x) { return x * inverse; });
-    else body([d](R x) { return x / d; });
-}
-
-template <class R>
 void scaleBy(R* p, size_t reals, double n) {
-    withDivisor<R>(n, [&](auto divide) {
-        forSequences((reals + kScaleBlock - 1) / kScaleBlock, kScaleBlock, [&](uint64_t b) {
-            const size_t end = std::min(reals, size_t(b + 1) * kScaleBlock);
-            for (size_t i = size_t(b) * kScaleBlock; i < end; ++i) p[i] = divide(p[i]);
-        });
+    forSequences((reals + kScaleBlock - 1) / kScaleBlock, kScaleBlock, [&](uint64_t b) {
+        const size_t begin = size_t(b) * kScaleBlock;
+        kernels::loops<R>().divideAll(p + begin, std::min(reals - begin, kScaleBlock), n);
     });
 }
 

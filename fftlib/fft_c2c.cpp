@@ -57,13 +57,8 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
                 for (uint64_t k = 0; k < n; ++k) std::memcpy(to + stride * k, buffer.data + W * k, w * sizeof(C<T>));
                 continue;
             }
-            withDivisor<T>(double(n), [&](auto divide) {
-                for (uint64_t k = 0; k < n; ++k)
-                    for (uint64_t j = 0; j < w; ++j) {
-                        const C<T> v = buffer.data[W * k + j];
-                        to[stride * k + j] = C<T>(divide(v.real()), divide(v.imag()));
-                    }
-            });
+            kernels::loops<T>().divideRows(reinterpret_cast<const T*>(buffer.data), 2 * W, reinterpret_cast<T*>(to),
+                                           2 * stride, n, 2 * w, double(n));
         }
     });
 }
@@ -95,9 +90,7 @@ void blockedInverse(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToCompl
     const auto runBlock = [&](const PlanOwner<T>& p, uint64_t first, uint64_t count) {
         T* to = reinterpret_cast<T*>(out + first * n);
         Fftw<T>::execDft(p.plan, reinterpret_cast<FC*>(src + first * n), reinterpret_cast<FC*>(to));
-        withDivisor<T>(double(n), [&](auto divide) {
-            for (uint64_t i = 0; i < 2 * count * n; ++i) to[i] = divide(to[i]);
-        });
+        kernels::loops<T>().divideAll(to, 2 * count * n, double(n));
     };
     const PlanOwner<T> plan = contiguousPlan(job, cache, block, src, out);
     vlcommon::runRange(outer * n >= kParallelElements, uint64_t(0), blocks, uint64_t(1),

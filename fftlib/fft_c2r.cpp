@@ -32,10 +32,7 @@ void bufferedRows(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToReal>* 
             T* to = out + s0 + stride * n * o;
             rowsToLanes(from, stride, common, spectrum.data, complexLane, w);
             F::execC2r(plan.plan, reinterpret_cast<FC*>(spectrum.data), real.data);
-            withDivisor<T>(divisor, [&](auto divide) {
-                for (uint64_t k = 0; k < n; ++k)
-                    for (uint64_t j = 0; j < w; ++j) to[stride * k + j] = divide(real.data[realLane * j + k]);
-            });
+            kernels::loops<T>().divideLanesToRows(real.data, realLane, n, w, to, stride, divisor);
         }
     });
 }
@@ -71,9 +68,7 @@ void blockedSequences(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToRea
         restage(in + first * inLen, inLen, staged, half, 1, count);
         T* to = out + first * n;
         Fftw<T>::execC2r(p.plan, reinterpret_cast<FC*>(staged), to);
-        withDivisor<T>(double(n), [&](auto divide) {
-            for (uint64_t i = 0; i < count * n; ++i) to[i] = divide(to[i]);
-        });
+        kernels::loops<T>().divideAll(to, count * n, double(n));
     };
     vlcommon::runRange(blocks >= 2 && outer * n >= kParallelElements, uint64_t(0), blocks, uint64_t(1),
                        [&](const tbb::blocked_range<uint64_t>& r) {

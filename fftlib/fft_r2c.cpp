@@ -1,8 +1,6 @@
 // Real-to-complex transforms, filled to full length by conjugate symmetry or kept to their first
 // halves. Many short contiguous
 // columns go in blocks, each transformed and filled while it is in cache.
-#include <immintrin.h>
-
 #include <memory>
 
 #include "fftlib/driver.hpp"
@@ -11,20 +9,6 @@ namespace vfl_fft {
 
 namespace {
 
-// dst[j] = conj(src[-j]) for j in [0, count), complex values as pairs of reals.
-inline void conjugateReversed(double* dst, const double* src, uint64_t count) {
-    const __m128d sign = _mm_set_pd(-0.0, 0.0);  // flips the imaginary part only
-    for (uint64_t j = 0; j < count; ++j)
-        _mm_storeu_pd(dst + 2 * j, _mm_xor_pd(_mm_loadu_pd(src - ptrdiff_t(2 * j)), sign));
-}
-
-inline void conjugateReversed(float* dst, const float* src, uint64_t count) {
-    for (uint64_t j = 0; j < count; ++j) {
-        dst[2 * j] = src[-ptrdiff_t(2 * j)];
-        dst[2 * j + 1] = -src[-ptrdiff_t(2 * j) + 1];
-    }
-}
-
 // Sequence q's upper half from its lower half: X[k] = conj(X[n - k]); nothing for a half output.
 template <class T>
 void fillBySymmetry(const Job<T>& job, std::complex<T>* out, uint64_t q) {
@@ -32,7 +16,7 @@ void fillBySymmetry(const Job<T>& job, std::complex<T>* out, uint64_t q) {
     const uint64_t n = job.n, stride = job.stride;
     T* r = reinterpret_cast<T*>(out + q % stride + stride * n * (q / stride));
     const uint64_t from = n / 2 + 1;
-    if (stride == 1) return conjugateReversed(r + 2 * from, r + 2 * (n - from), n - from);
+    if (stride == 1) return kernels::loops<T>().conjugateReversed(r + 2 * from, r + 2 * (n - from), n - from);
     for (uint64_t k = from; k < n; ++k) {
         r[2 * stride * k] = r[2 * stride * (n - k)];
         r[2 * stride * k + 1] = -r[2 * stride * (n - k) + 1];

@@ -5,6 +5,7 @@
 
 #include <tuple>
 
+#include "fourier/plan_containers.hpp"
 #include "fourier/plan_map.hpp"
 
 namespace vfl_fft {
@@ -12,7 +13,7 @@ namespace vfl_fft {
 template <class T, int kind>
 class localDCSTMapCache final : public PlanMap<dcstPlanCacheInterface<T, kind>, T> {};
 
-struct dcstPlanContainer {
+struct dcstPlanContainer final : PlanContainer {
     dcstPlanContainer();
 
     // The cosine kinds of double, then of float; the sine kinds of double, then of float.
@@ -23,14 +24,11 @@ struct dcstPlanContainer {
                localDCSTMapCache<float, kDst1>, localDCSTMapCache<float, kDst2>, localDCSTMapCache<float, kDst3>,
                localDCSTMapCache<float, kDst4>>
         caches;
-    fftwContext context;
-    uint64_t defaultThreads;
-
     template <class T, int kind>
     localDCSTMapCache<T, kind>& cache() {
         return std::get<localDCSTMapCache<T, kind>>(caches);
     }
-    void clearAll() {
+    void clearAll() override {
         std::apply([](auto&... each) { (each.clear(), ...); }, caches);
     }
 };

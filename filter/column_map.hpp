@@ -58,11 +58,23 @@ struct KernelMap {
     }
 };
 
+// The maps by the names of their uses: mapCol1FIR spreads the FIR kernels (outputs or final
+// conditions) over chunks of one column; mapColsFIR, mapColsIIR and mapColsIIR_FC over columns.
 template <class Kernel, class... Args>
-KernelMap<MapOver::Chunks, Kernel, Args...> overChunks(Kernel kernel, Args... args) {
+using mapCol1FIR = KernelMap<MapOver::Chunks, Kernel, Args...>;
+template <class Kernel, class... Args>
+using mapColsFIR = KernelMap<MapOver::Columns, Kernel, Args...>;
+template <class... Args>
+using mapColsIIR = KernelMap<MapOver::Columns, vlFilterIIR, Args...>;
+template <class... Args>
+using mapColsIIR_FC = KernelMap<MapOver::Columns, vlFilterIIR_FC, Args...>;
+
+template <class Kernel, class... Args>
+mapCol1FIR<Kernel, Args...> overChunks(Kernel kernel, Args... args) {
     return {kernel, {args...}};
 }
 
+// mapColsFIR, or mapColsIIR and mapColsIIR_FC for the recursive kernels.
 template <class Kernel, class... Args>
 KernelMap<MapOver::Columns, Kernel, Args...> overColumns(Kernel kernel, Args... args) {
     return {kernel, {args...}};

@@ -149,15 +149,15 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
         if (Fir && nCols == 1) {
             const i64 threads = i64(services::threading::getNumComputationalThreads());
             vlcommon::runRange(l.L >= kChunkedColumnMin, i64(0), L, L / std::max<i64>(threads, 1),
-                               overChunks(vlFilterFIR{}, nb, bData, L, xData, order, ziData, yData,
+                               overChunks(vlFilterFIR{}, nb, bData, L, xData, order, ziData, yData,  // mapCol1FIR
                                           ChunkStart{}, ChunkEnd{}, bC, xC, ziC, yC));
         } else if (Fir) {
             vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                               overColumns(vlFilterFIR{}, nb, bData, L, xCols, order, ziCols, yCols, i64(0),
+                               overColumns(vlFilterFIR{}, nb, bData, L, xCols, order, ziCols, yCols, i64(0),  // mapColsFIR
                                            L, bC, xC, ziC, yC));
         } else {
             vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                               overColumns(vlFilterIIR{}, na, aData, nb, bData, L, xCols, order, ziCols,
+                               overColumns(vlFilterIIR{}, na, aData, nb, bData, L, xCols, order, ziCols,  // mapColsIIR
                                            yCols, aC, bC, xC, ziC, yC));
         }
     }
@@ -185,7 +185,7 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
             } else {
                 const auto yCols = perColumn(static_cast<const T*>(yData), yC, L);
                 vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                                   overColumns(vlFilterIIR_FC{}, na, aData, nb, bData, L, xCols, yCols,
+                                   overColumns(vlFilterIIR_FC{}, na, aData, nb, bData, L, xCols, yCols,  // mapColsIIR_FC
                                                order, ziCols, zfCols, aC, bC, xC, yC, ziC, yC));
             }
         }

@@ -1,8 +1,8 @@
-// The planner and wisdom commands, and the FFTW version. All state they change lies in the two
-// plan containers, which every command writes together, and in FFTW's process-wide wisdom.
+// The planner and wisdom commands, and the FFTW version. All state they change lies in the plan
+// containers of every family, which every command writes together, and in FFTW's process-wide
+// wisdom.
 #include <string>
 
-#include "dcst/plan_container.hpp"
 #include "fourier/plan_container.hpp"
 #include "module/argument_helpers.hpp"
 #include "module/entries.hpp"
@@ -12,8 +12,6 @@ namespace vlmathdsp {
 namespace {
 
 using namespace matrix::detail::noninlined::vx_array_api;
-using vfl_fft::dcstPlanContainer;
-using vfl_fft::fftwPlanContainer;
 
 bool matchesCommand(TextView text, const char16_t* word, size_t minimum) {
     return text.length >= minimum && matchesOption(text, keywordView(word));
@@ -27,16 +25,9 @@ auto underFftwLock(Call call) {
     return call();
 }
 
-// Every plan cache of the scope: the Fourier transforms' six and the cosine and sine's sixteen.
+// Every plan cache of the scope, of every family.
 void clearAllCaches() {
-    vfl_fft::getFFTWPlanContainer().clearAll();
-    vfl_fft::getDCSTPlanContainer().clearAll();
-}
-
-template <class Set>
-void setBoth(Set set) {
-    set(vfl_fft::getFFTWPlanContainer());
-    set(vfl_fft::getDCSTPlanContainer());
+    vfl_fft::forEachPlanContainer([](vfl_fft::PlanContainer& container) { container.clearAll(); });
 }
 
 std::string narrowed(TextView text) { return std::string(text.text, text.text + text.length); }
@@ -94,7 +85,7 @@ vxArray* plannerCommand(const vxArray* argument) {
     vxArray* before = vxCreateString(plannerWord(vfl_fft::getFFTWPlanContainer().context.plannerFlags));
     if (!argument) return before;
     const int32_t flags = plannerFlagsOf(readOptionText<VELTRA::fftfcn::invalidPlannerArg>(argument, true));
-    setBoth([&](auto& container) {
+    vfl_fft::forEachPlanContainer([&](auto& container) {
         container.context.plannerFlags = flags;
         container.clearAll();
     });
@@ -108,7 +99,7 @@ void rowsCommand(const vxArray* argument) {
     const double value = vxGetScalar(argument);
     if (!(std::isfinite(value) && value > 0)) raise<VELTRA::fftfcn::invalidRowsArg>();
     const uint64_t rows = value < 18446744073709551615.0 ? uint64_t(value) : UINT64_MAX;
-    setBoth([&](auto& container) { container.context.rows = rows; });
+    vfl_fft::forEachPlanContainer([&](auto& container) { container.context.rows = rows; });
 }
 
 }  // namespace
@@ -126,9 +117,9 @@ void fftwControlEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) 
     } else if (matchesCommand(command, u"rows", 1)) {
         rowsCommand(argument);
     } else if (matchesCommand(command, u"withthreads", 3)) {
-        setBoth([](auto& container) { container.context.numThreads = container.defaultThreads; });
+        vfl_fft::forEachPlanContainer([](auto& container) { container.context.numThreads = container.defaultThreads; });
     } else if (matchesCommand(command, u"nothreads", 1)) {
-        setBoth([](auto& container) { container.context.numThreads = 1; });
+        vfl_fft::forEachPlanContainer([](auto& container) { container.context.numThreads = 1; });
     } else {
         raise<VELTRA::fftfcn::FirstInputInvalidString>();
     }

@@ -16,8 +16,28 @@ fftwContext containerContext(uint64_t threads) {
     return context;
 }
 
-fftwPlanContainer::fftwPlanContainer()
+PlanContainer::PlanContainer()
     : context(containerContext(services::threading::getNumComputationalThreads())), defaultThreads(context.numThreads) {}
+
+namespace {
+
+std::vector<PlanContainerGetter>& getters() {
+    static std::vector<PlanContainerGetter> list;
+    return list;
+}
+
+}  // namespace
+
+bool listPlanContainer(PlanContainerGetter getter) {
+    getters().push_back(getter);
+    return true;
+}
+
+const std::vector<PlanContainerGetter>& planContainerGetters() { return getters(); }
+
+namespace {
+const bool kListed = listPlanContainer([]() -> PlanContainer& { return getFFTWPlanContainer(); });
+}  // namespace
 
 void fftwPlanContainer::clearAll() {
     double0.clear(), double1.clear(), double2.clear();

@@ -1,6 +1,7 @@
 // The Fourier transforms' plan container: one per host scope, six plan caches and the settings.
 #pragma once
 
+#include "fourier/plan_containers.hpp"
 #include "fourier/plan_map.hpp"
 
 namespace vfl_fft {
@@ -8,8 +9,7 @@ namespace vfl_fft {
 template <class T, int kind>
 class localMapCache final : public PlanMap<fftwPlanCacheInterface<T, kind>, T> {};
 
-struct fftwPlanContainer {
-    fftwPlanContainer();
+struct fftwPlanContainer final : PlanContainer {
 
     localMapCache<double, kRealToComplex> double0;
     localMapCache<double, kComplexToReal> double1;
@@ -17,12 +17,9 @@ struct fftwPlanContainer {
     localMapCache<float, kRealToComplex> float0;
     localMapCache<float, kComplexToReal> float1;
     localMapCache<float, kComplexToComplex> float2;
-    fftwContext context;
-    uint64_t defaultThreads;
-
     template <class T, int kind>
     localMapCache<T, kind>& cache();
-    void clearAll();
+    void clearAll() override;
 };
 
 inline fftwPlanContainer& getFFTWPlanContainer() { return scopeContainer<fftwPlanContainer>(); }

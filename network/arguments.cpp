@@ -7,11 +7,14 @@
 #include "module/exception.hpp"
 #include "module/owned_array.hpp"
 
-namespace vlmathdsp::network {
+namespace vfl_network {
 
 namespace {
 
 using namespace matrix::detail::noninlined::vx_array_api;
+using vlmathdsp::classOf;
+using vlmathdsp::raise;
+using vlmathdsp::raiseBadSubscript;
 
 constexpr size_t kMaxDims = 4;
 constexpr double kTwo63 = 9223372036854775808.0, kTwo64 = 18446744073709551616.0;
@@ -78,4 +81,4 @@ void checkArrayPair(const vxArray* a, const vxArray* b) {
         raiseBadSubscript("Invalid array input.");
 }
 
-}  // namespace vlmathdsp::network
+}  // namespace vfl_network

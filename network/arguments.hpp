@@ -7,7 +7,7 @@
 
 #include "module/host_interface.hpp"
 
-namespace vlmathdsp::network {
+namespace vfl_network {
 
 // A double truncated towards zero into 64 unsigned bits; negative values wrap, NaN gives 0.
 uint64_t truncatedUnsigned(double x);
@@ -38,4 +38,4 @@ PoolSettings readPoolSettings(const vxArray* const* prhs);
 // Both arrays real single or double of one class, non-empty, with at most four dimensions.
 void checkArrayPair(const vxArray* a, const vxArray* b);
 
-}  // namespace vlmathdsp::network
+}  // namespace vfl_network

@@ -9,7 +9,7 @@
 
 namespace vlmathdsp {
 
-using namespace network;
+using namespace vfl_network;
 using namespace matrix::detail::noninlined::vx_array_api;
 
 void convForwardEntry(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {

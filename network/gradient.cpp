@@ -45,6 +45,18 @@ Roles rolesOf(const GradientBox& b) {
     return r;
 }
 
+// One-based orders for the permutations around the walk. A spatial position's block puts the
+// summed dimension P first:
+//   image (H, W, C, N) to (N, C, H, W); result's gradient (oH, oW, F, N) to (N, F, oH, oW) when it is
+//   the second operand (filter gradient), to (F, N, oH, oW) when it is the first (image gradient);
+//   filters (kH, kW, C, F) to (F, C, kH, kW).
+// G's (Q or R, R or Q, e0, e1) goes back to (e0, e1, C, F or N).
+const std::vector<double> kSummedFirstOfImage{4, 3, 1, 2}, kSummedFirstOfGradient{3, 4, 1, 2},
+    kSummedFirstOfSecond{4, 3, 1, 2}, kPositionsFirst{3, 4, 2, 1};
+// As a batch correlation (unit strides): the image (H, W, C, N) as it is; the result's gradient
+// (oH, oW, F, N) as filters (kH, kW, C, F) with its F and N exchanged.
+const vfl_conv::BatchLayout kGradientAsBatch{{1, 2, 3, 4}, {1, 2, 4, 3}, false, true};
+
 // What the folded and convolution forms leave (some stride above 1): tasks of fixed chunks of
 // `tile` rows by runs of columns.
 template <class T>
@@ -103,12 +115,11 @@ bool gradientFitsBlas(const GradientBox& b) {
 vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const GradientBox& b) {
     if (foldsHeight(b)) return foldedFilterGradient(first, second, b);
     if (byConvolution(b)) {
-        static const vfl_conv::BatchLayout layout{{1, 2, 3, 4}, {1, 2, 4, 3}, false, true};
-        return vfl_conv::correlateBatch(first, second, layout, convolutionBox(b));
+        return vfl_conv::correlateBatch(first, second, kGradientAsBatch, convolutionBox(b));
     }
     const Roles r = rolesOf(b);
-    OwnedArray X(permuted(first, b.expansion ? std::vector<double>{4, 3, 1, 2} : std::vector<double>{3, 4, 1, 2}));
-    OwnedArray Y(permuted(second, {4, 3, 1, 2}));
+    OwnedArray X(permuted(first, b.expansion ? kSummedFirstOfImage : kSummedFirstOfGradient));
+    OwnedArray Y(permuted(second, kSummedFirstOfSecond));
     size_t dims[4] = {b.expansion ? r.Q : r.R, b.expansion ? r.R : r.Q, r.e0, r.e1};
     OwnedArray G(vxCreateNumericArray(4, dims, vlmathdsp::classOf(first), vxREAL));
     const uint64_t blockElements = b.expansion ? b.firstDims[3] * b.firstDims[2] : b.secondDims[3] * b.secondDims[2];
@@ -119,8 +130,8 @@ vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const 
             using T = typename decltype(type)::type;
             const int64_t P = int64_t(r.P), Q = int64_t(r.Q), R = int64_t(r.R);
             // C += op(A) op(B): A the expanded operand's P by (Q or R) block, transposed.
-            const ColumnGemmFunctor<T> gemm{b.expansion ? vfl_conv::GemmShape{P, R, Q, Q, P, P, 'T', 'N'}
-                                                        : vfl_conv::GemmShape{P, Q, R, R, P, P, 'T', 'N'}};
+            const ColumnGemmFunctor<T> gemm{b.expansion ? vfl_conv::GemmOpParams{P, R, Q, Q, P, P, 'T', 'N'}
+                                                        : vfl_conv::GemmOpParams{P, Q, R, R, P, P, 'T', 'N'}};
             const T* x = static_cast<const T*>(X->data);
             const T* y = static_cast<const T*>(Y->data);
             const T* real = b.expansion ? x : y;
@@ -130,7 +141,7 @@ vxArray* convolutionGradient(const vxArray* first, const vxArray* second, const 
         });
     }
     X = OwnedArray(), Y = OwnedArray();
-    return permuted(G.get(), {3, 4, 2, 1});
+    return permuted(G.get(), kPositionsFirst);
 }
 
 }  // namespace vfl_network

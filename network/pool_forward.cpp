@@ -17,7 +17,7 @@
 
 namespace vlmathdsp {
 
-using namespace network;
+using namespace vfl_network;
 using namespace matrix::detail::noninlined::vx_array_api;
 
 namespace {

@@ -12,11 +12,13 @@
 
 namespace vfl_conv {
 
-// Matrix parameters of one block product, C (m by n) += op(A) (m by k) op(B) (k by n).
+// Matrix parameters of one block product, C (m by n) += op(A) (m by k) op(B) (k by n): the
+// record every GEMM operator carries (GemmOpParams). A merged run of blocks always multiplies n.
 struct GemmShape {
     int64_t k, n, mUnit, ldc, lda, ldb;
     char transA, transB;
 };
+using GemmOpParams = GemmShape;
 
 // The run entry of the plan walks: `length` output blocks against as many first-operand blocks,
 // all with one second-operand block: C (mUnit by n) += op(A) op(B) with A the second block, B

@@ -22,13 +22,13 @@ constexpr size_t kSeparableRowGrain = 4096;
 // Column grains: 4 when both sides are below kSeparableSmallSide, so that small problems still
 // give every thread work; 8 otherwise, where neighbouring columns share pages.
 constexpr size_t kSeparableSmallSide = 32;
-constexpr size_t kSmallColumnGrain = 4, kColumnGrain = 8;
+constexpr size_t kSeparableSmallColumnGrain = 4, kSeparableColumnGrain = 8;
 // The separable passes carry no word of their own in their workspaces.
 constexpr uint64_t kNoServerWord = 0;
 
 template <class TV, class TC>
 size_t columnGrain(const SeparableProblem<TV, TC>& p) {
-    return std::max(p.rows, p.nC) < kSeparableSmallSide ? kSmallColumnGrain : kColumnGrain;
+    return std::max(p.rows, p.nC) < kSeparableSmallSide ? kSeparableSmallColumnGrain : kSeparableColumnGrain;
 }
 
 template <class TV, class TC>
@@ -68,11 +68,14 @@ void separablePasses(const SeparableProblem<TV, TC>& p, typename SeparableProble
 }
 
 // Without scratch: each output recomputes the intermediates it needs, in the order of the two
-// passes, so it has the same bits.
+// passes, so it has the same bits. The body over blocks of rows and columns.
 template <class TV, class TC>
-void separableDirect(const SeparableProblem<TV, TC>& p) {
-    using Out = typename SeparableProblem<TV, TC>::Out;
-    auto body = [&](const tbb::blocked_range2d<size_t, size_t>& r) {
+struct SeparableParWrapper2D {
+    const SeparableProblem<TV, TC>* problem;
+
+    void operator()(const tbb::blocked_range2d<size_t, size_t>& r) const {
+        using Out = typename SeparableProblem<TV, TC>::Out;
+        const SeparableProblem<TV, TC>& p = *problem;
         for (size_t c = r.cols().begin(); c < r.cols().end(); ++c)
             for (size_t i = r.rows().begin(); i < r.rows().end(); ++i) {
                 const size_t q = p.colBegin + c;
@@ -87,7 +90,12 @@ void separableDirect(const SeparableProblem<TV, TC>& p) {
                 }
                 p.result[i + c * p.ldResult] = acc;
             }
-    };
+    }
+};
+
+template <class TV, class TC>
+void separableDirect(const SeparableProblem<TV, TC>& p) {
+    const SeparableParWrapper2D<TV, TC> body{&p};
     const tbb::blocked_range2d<size_t, size_t> range(0, p.rows, kSeparableRowGrain, 0, p.cols, columnGrain(p));
     if (!goesParallel(p)) return body(range);
     vlmathdsp::ComputationalThreadScope scope;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <type_traits>
 
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/blocked_range2d.h>
@@ -75,6 +76,12 @@ struct ParWrapper2D {
     }
 };
 
+// The dense blocks (plans for rows and columns built per block) and the sparse ones.
+template <class TFirst, class TSecond>
+using ParWrapper2DWithPlans = ParWrapper2D<TFirst, TSecond, false>;
+template <class TFirst, class TSecond>
+using SparseParWrapper2D = ParWrapper2D<TFirst, TSecond, true>;
+
 // Adds the window rows [r0, r1) and columns [c0, c1) of the full convolution; out points at
 // the window's first element.
 template <class TFirst, class TSecond, bool Sparse>
@@ -85,7 +92,8 @@ void runConv2D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t ld
     const size_t cb = std::min(c0, colLimit), ce = std::min(c1, colLimit);
     if (rb >= re || cb >= ce) return;
     out += (rb - r0) + (cb - c0) * ldOut;
-    const ParWrapper2D<TFirst, TSecond, Sparse> body{out, ldOut, first, m1, n1, second, m2, n2, &flags, rb, cb};
+    using Body = std::conditional_t<Sparse, SparseParWrapper2D<TFirst, TSecond>, ParWrapper2DWithPlans<TFirst, TSecond>>;
+    const Body body{out, ldOut, first, m1, n1, second, m2, n2, &flags, rb, cb};
     const Limits2D limits = limits2D(kSingleFamily<TFirst, TSecond>, kAnyComplex<TFirst, TSecond>, re - rb, ce - cb);
     const tbb::blocked_range2d<size_t, size_t> range(rb, re, limits.rowGrain, cb, ce, limits.colGrain);
     if (limits.serial) return body(range);

@@ -101,6 +101,100 @@ bool checkDenominatorHead(const vxArray* a, T& re, T& im) {
     return !(re == T(1) && im == T(0));
 }
 
+// b and a as the kernels read them: divided by a[0] into new arrays when it is not 1 (the FIR
+// path divides b by a scalar a).
+struct Coefficients {
+    OwnedArray bNorm, aNorm;
+    const vxArray *b, *a;
+};
+
+template <class T, bool Fir>
+Coefficients normalised(const vxArray* bArg, const vxArray* aArg, i64 na, vxClassID workClass) {
+    Coefficients c{OwnedArray(), OwnedArray(), bArg, aArg};
+    T dr, di;
+    if ((Fir || na > 0) && checkDenominatorHead(aArg, dr, di)) {
+        const bool divisorComplex = vxIsComplexFlags(aArg);
+        c.aNorm = OwnedArray(divideByScalar(aArg, workClass, dr, di, divisorComplex));
+        c.bNorm = OwnedArray(divideByScalar(bArg, workClass, dr, di, divisorComplex));
+        c.a = c.aNorm.get(), c.b = c.bNorm.get();
+    }
+    return c;
+}
+
+// What the kernels read: data, lengths and complexity flags of every operand.
+template <class T>
+struct Operands {
+    const T *x, *b, *a, *zi;
+    i64 nb, na, order, L, nCols;
+    size_t ziStride;
+    bool xC, bC, aC, ziC, yC, colsParallel;
+};
+
+// y: a single FIR column in chunks (mapCol1FIR), else FIR or IIR columns whole.
+template <class T, bool Fir>
+void filterOutputs(const Operands<T>& o, T* y) {
+    const auto xCols = perColumn(o.x, o.xC, o.L);
+    const auto ziCols = perColumn(o.zi, o.ziC, i64(o.ziStride));
+    const auto yCols = perColumn(y, o.yC, o.L);
+    if (Fir && o.nCols == 1) {
+        const i64 threads = i64(services::threading::getNumComputationalThreads());
+        vlcommon::runRange(size_t(o.L) >= kChunkedColumnMin, i64(0), o.L, o.L / std::max<i64>(threads, 1),
+                           overChunks(vlFilterFIR{}, o.nb, o.b, o.L, o.x, o.order, o.zi, y,  // mapCol1FIR
+                                      ChunkStart{}, ChunkEnd{}, o.bC, o.xC, o.ziC, o.yC));
+    } else if (Fir) {
+        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, i64(1),
+                           overColumns(vlFilterFIR{}, o.nb, o.b, o.L, xCols, o.order, ziCols, yCols, i64(0),  // mapColsFIR
+                                       o.L, o.bC, o.xC, o.ziC, o.yC));
+    } else {
+        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, i64(1),
+                           overColumns(vlFilterIIR{}, o.na, o.a, o.nb, o.b, o.L, xCols, o.order, ziCols,  // mapColsIIR
+                                       yCols, o.aC, o.bC, o.xC, o.ziC, o.yC));
+    }
+}
+
+// zf: order by the columns of x, the filtered dimension dropped; FIR from x alone, IIR from the
+// tail of y.
+template <class T, bool Fir>
+void finalConditions(const Operands<T>& o, const T* y, T* zf) {
+    const auto xCols = perColumn(o.x, o.xC, o.L);
+    const auto ziCols = perColumn(o.zi, o.ziC, i64(o.ziStride));
+    const auto zfCols = perColumn(zf, o.yC, o.order);
+    if (Fir && o.nCols == 1) {
+        vlcommon::runRange(size_t(o.order) >= kChunkedColumnMin, i64(0), o.order, i64(1),
+                           overChunks(vlFilterFIR_FC{}, o.nb, o.b, o.L, o.x, o.order, o.zi, zf,  // mapCol1FIR
+                                      ChunkStart{}, ChunkEnd{}, o.bC, o.xC, o.ziC, o.yC));
+    } else if (Fir) {
+        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, i64(1),
+                           overColumns(vlFilterFIR_FC{}, o.nb, o.b, o.L, xCols, o.order, ziCols, zfCols,  // mapColsFIR
+                                       i64(0), o.order, o.bC, o.xC, o.ziC, o.yC));
+    } else {
+        const auto yCols = perColumn(y, o.yC, o.L);
+        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, i64(1),
+                           overColumns(vlFilterIIR_FC{}, o.na, o.a, o.nb, o.b, o.L, xCols, yCols,  // mapColsIIR_FC
+                                       o.order, ziCols, zfCols, o.aC, o.bC, o.xC, o.yC, o.ziC, o.yC));
+    }
+}
+
+// The zf array: order, then the dimensions of x but the filtered one.
+OwnedArray finalConditionArray(const vxArray* x, const Layout& l, i64 order, vxClassID workClass, bool isComplex) {
+    const size_t nd = x->numDims;
+    const size_t* dims = x->get_dimensions();
+    std::vector<size_t> zfDims{size_t(order)};
+    for (size_t i = 0; i < nd; ++i)
+        if (l.dim1 > nd || i != l.dim1 - 1) zfDims.push_back(dims[i]);
+    return OwnedArray(vxCreateNumericArray(zfDims.size(), zfDims.data(), workClass, isComplex ? vxCOMPLEX : vxREAL));
+}
+
+// y back to the caller's layout: the filtered dimension to its place.
+OwnedArray inCallersLayout(OwnedArray y, const vxArray* x, const Layout& l) {
+    if (l.permuted) {
+        vxSetDimensions(y.get(), l.xWork->get_dimensions(), l.xWork->numDims);
+        return OwnedArray(permuteDimension(y.get(), l.dim1, x->numDims, true));
+    }
+    vxSetDimensions(y.get(), x->get_dimensions(), x->numDims);
+    return y;
+}
+
 template <class T, bool Fir>
 void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const OwnedArray* args, vxClassID workClass) {
     const vxArray* bArg = args[0].get();
@@ -119,85 +213,24 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
     else order = std::max(na, nb) == 0 ? 0 : std::max(na, nb) - 1;
     const size_t ziStride = zi ? initialConditionStride(zi, size_t(order), l) : 0;
 
-    OwnedArray bNorm, aNorm;
-    const vxArray* b = bArg;
-    const vxArray* a = aArg;
-    T dr, di;
-    if ((Fir || na > 0) && checkDenominatorHead(aArg, dr, di)) {
-        const bool divisorComplex = vxIsComplexFlags(aArg);
-        aNorm = OwnedArray(divideByScalar(aArg, workClass, dr, di, divisorComplex));
-        bNorm = OwnedArray(divideByScalar(bArg, workClass, dr, di, divisorComplex));
-        a = aNorm.get(), b = bNorm.get();
-    }
-
-    const T* xData = static_cast<const T*>(l.xWork->data);
-    const T* bData = static_cast<const T*>(b->data);
-    const T* aData = static_cast<const T*>(a->data);
+    Coefficients c = normalised<T, Fir>(bArg, aArg, na, workClass);
     const bool hasZi = zi && !vxIsEmpty(zi);
-    const T* ziData = hasZi ? static_cast<const T*>(zi->data) : nullptr;
-    const bool xC = vxIsComplexFlags(l.xWork.get()), bC = vxIsComplexFlags(b), aC = vxIsComplexFlags(a);
-    const bool ziC = hasZi && vxIsComplexFlags(zi), yC = isComplex;
+    const Operands<T> o{static_cast<const T*>(l.xWork->data), static_cast<const T*>(c.b->data),
+                        static_cast<const T*>(c.a->data), hasZi ? static_cast<const T*>(zi->data) : nullptr,
+                        nb, na, order, i64(l.L), i64(l.nCols), ziStride,
+                        vxIsComplexFlags(l.xWork.get()), vxIsComplexFlags(c.b), vxIsComplexFlags(c.a),
+                        hasZi && vxIsComplexFlags(zi), isComplex, columnsParallel(l.nCols, l.L)};
     T* yData = static_cast<T*>(y->data);
-    const i64 L = i64(l.L), nCols = i64(l.nCols);
-    const bool colsParallel = columnsParallel(l.nCols, l.L);
-
-    const bool skipY = vxIsEmpty(b) || vxIsEmpty(y.get()) || (!Fir && vxIsEmpty(a));
-    const auto xCols = perColumn(xData, xC, L);
-    const auto ziCols = perColumn(ziData, ziC, i64(ziStride));
-    if (!skipY) {
-        const auto yCols = perColumn(yData, yC, L);
-        if (Fir && nCols == 1) {
-            const i64 threads = i64(services::threading::getNumComputationalThreads());
-            vlcommon::runRange(l.L >= kChunkedColumnMin, i64(0), L, L / std::max<i64>(threads, 1),
-                               overChunks(vlFilterFIR{}, nb, bData, L, xData, order, ziData, yData,  // mapCol1FIR
-                                          ChunkStart{}, ChunkEnd{}, bC, xC, ziC, yC));
-        } else if (Fir) {
-            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                               overColumns(vlFilterFIR{}, nb, bData, L, xCols, order, ziCols, yCols, i64(0),  // mapColsFIR
-                                           L, bC, xC, ziC, yC));
-        } else {
-            vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                               overColumns(vlFilterIIR{}, na, aData, nb, bData, L, xCols, order, ziCols,  // mapColsIIR
-                                           yCols, aC, bC, xC, ziC, yC));
-        }
-    }
+    if (!(vxIsEmpty(c.b) || vxIsEmpty(y.get()) || (!Fir && vxIsEmpty(c.a)))) filterOutputs<T, Fir>(o, yData);
 
     OwnedArray zf;
     if (nlhs >= 2) {
-        const size_t nd = x->numDims;
-        const size_t* dims = x->get_dimensions();
-        std::vector<size_t> zfDims{size_t(order)};
-        for (size_t i = 0; i < nd; ++i)
-            if (l.dim1 > nd || i != l.dim1 - 1) zfDims.push_back(dims[i]);
-        zf = OwnedArray(vxCreateNumericArray(zfDims.size(), zfDims.data(), workClass, isComplex ? vxCOMPLEX : vxREAL));
-        const bool skipZf = (vxIsEmpty(x) && nrhs < 4) || vxIsEmpty(zf.get());
-        if (!skipZf) {
-            T* zfData = static_cast<T*>(zf->data);
-            const auto zfCols = perColumn(zfData, yC, order);
-            if (Fir && nCols == 1) {
-                vlcommon::runRange(size_t(order) >= kChunkedColumnMin, i64(0), order, i64(1),
-                                   overChunks(vlFilterFIR_FC{}, nb, bData, L, xData, order, ziData, zfData,
-                                              ChunkStart{}, ChunkEnd{}, bC, xC, ziC, yC));
-            } else if (Fir) {
-                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                                   overColumns(vlFilterFIR_FC{}, nb, bData, L, xCols, order, ziCols, zfCols,
-                                               i64(0), order, bC, xC, ziC, yC));
-            } else {
-                const auto yCols = perColumn(static_cast<const T*>(yData), yC, L);
-                vlcommon::runRange(colsParallel, i64(0), nCols, i64(1),
-                                   overColumns(vlFilterIIR_FC{}, na, aData, nb, bData, L, xCols, yCols,  // mapColsIIR_FC
-                                               order, ziCols, zfCols, aC, bC, xC, yC, ziC, yC));
-            }
-        }
+        zf = finalConditionArray(x, l, order, workClass, isComplex);
+        if (!((vxIsEmpty(x) && nrhs < 4) || vxIsEmpty(zf.get())))
+            finalConditions<T, Fir>(o, yData, static_cast<T*>(zf->data));
     }
-
-    bNorm = OwnedArray(), aNorm = OwnedArray();
-    if (l.permuted) {
-        vxSetDimensions(y.get(), l.xWork->get_dimensions(), l.xWork->numDims);
-        y = OwnedArray(permuteDimension(y.get(), l.dim1, x->numDims, true));
-    } else {
-        vxSetDimensions(y.get(), x->get_dimensions(), x->numDims);
-    }
+    c = Coefficients{};
+    y = inCallersLayout(std::move(y), x, l);
     plhs[0] = y.release();
     if (nlhs >= 2) plhs[1] = zf.release();
     for (int i = 0; i < std::max(nlhs, 1); ++i) vxFreeImagIfZero(plhs[i]);

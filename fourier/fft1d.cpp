@@ -50,78 +50,125 @@ bool symmetricAlong(const vxArray* x, size_t stride, size_t len, size_t n) {
     });
 }
 
-void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
-    const bool inverse = sign > 0;
+// What fft or ifft was asked: the working input, the dimension (zero-based) along which it is
+// transformed, the input's and the transform's lengths, and the samples' stride.
+struct FftRequest {
+    OwnedArray x;
+    size_t dim0, len, n, stride;
+    bool symmetricOption;
+};
+
+FftRequest readRequest(int nlhs, int nrhs, const vxArray** prhs, bool inverse) {
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 4 : 3);
-    const bool symmetricOption =
-        inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidFourthArgument>(nrhs, prhs, 4);
-    OwnedArray xWork = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(prhs[0]);
-    const size_t nd = xWork->numDims;
-    const size_t* dims = xWork->get_dimensions();
-    const size_t dim0 = nrhs == 3 ? mathcoreGetDimArg(prhs[2]) : mathcoreFindFirstNonSingleton(nd, dims);
-    size_t len = dim0 < nd ? dims[dim0] : 1;
-    size_t n = len;
+    FftRequest r;
+    r.symmetricOption = inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidFourthArgument>(nrhs, prhs, 4);
+    r.x = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(prhs[0]);
+    const size_t nd = r.x->numDims;
+    const size_t* dims = r.x->get_dimensions();
+    r.dim0 = nrhs == 3 ? mathcoreGetDimArg(prhs[2]) : mathcoreFindFirstNonSingleton(nd, dims);
+    r.len = r.dim0 < nd ? dims[r.dim0] : 1;
+    r.n = r.len;
     if (nrhs >= 2 && !vxIsEmpty(prhs[1])) {
         bool irregular;
-        n = vfl_fft::readLength<VELTRA::fftfcn::lengthNotNonNegInt>(prhs[1], irregular);
+        r.n = vfl_fft::readLength<VELTRA::fftfcn::lengthNotNonNegInt>(prhs[1], irregular);
         if (irregular) warn<VELTRA::fftfcn::lengthNotNonNegInt>();
     }
-    size_t stride = 1;
-    for (size_t i = 0; i < std::min(dim0, nd); ++i) stride *= dims[i];
+    r.stride = 1;
+    for (size_t i = 0; i < std::min(r.dim0, nd); ++i) r.stride *= dims[i];
+    return r;
+}
 
-    if (len == 1 && n == 1 && !symmetricOption) {
-        plhs[0] = vxCreateSharedDataCopy(xWork.get());
+// Forward: real to complex or complex. Inverse: complex to real when asked or when every sequence
+// is conjugate symmetric, else complex.
+vfl_fft::FftKind kindOf(const FftRequest& r, bool inverse) {
+    using namespace vfl_fft;
+    const bool complexX = vxIsComplexFlags(r.x.get());
+    if (!inverse) return complexX ? kComplexToComplex : kRealToComplex;
+    if (vxIsEmpty(r.x.get())) return kComplexToComplex;
+    if (r.symmetricOption || symmetricAlong(r.x.get(), r.stride, r.len, r.n)) return kComplexToReal;
+    return kComplexToComplex;
+}
+
+// The result, and the array the transform reads (the result itself when it runs in place), with
+// the length the transform reads along the dimension.
+struct Operands {
+    OwnedArray output, source;
+    const vxArray* from;
+    size_t len;
+};
+
+std::vector<size_t> dimsOf(const vxArray* x) {
+    return std::vector<size_t>(x->get_dimensions(), x->get_dimensions() + x->numDims);
+}
+
+// A new length: the result has it. A real inverse's input is first resized (and made complex),
+// into the result or into a source beside a real result.
+Operands resizedOperands(FftRequest& r, vfl_fft::FftKind kind, bool inverse) {
+    using namespace vfl_fft;
+    const vxClassID id = classOf(r.x.get());
+    const std::vector<size_t> outDims = dimsWithLength(r.x.get(), r.dim0, r.n);
+    Operands o{OwnedArray(), OwnedArray(), r.x.get(), r.len};
+    if (!inverse || vxIsComplexFlags(r.x.get())) {
+        o.output = OwnedArray(
+            vxCreateNumericArray(outDims.size(), outDims.data(), id, kind == kComplexToReal ? vxREAL : vxCOMPLEX));
+        return o;
+    }
+    OwnedArray resized(resizeArray(r.x.get(), outDims, std::min(r.dim0 + 1, size_t(r.x->numDims)),
+                                   std::min(r.len, r.n) * r.stride, true, false));
+    o.len = r.n;
+    if (kind == kComplexToComplex) {
+        o.output = std::move(resized);
+        o.from = o.output.get();
+    } else {
+        o.source = std::move(resized);
+        o.from = o.source.get();
+        o.output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, vxREAL));
+    }
+    return o;
+}
+
+// The same length, an inverse of real input or to a real result: a real result beside complex
+// input; a real input made complex as the source, the result in its place when it is ours; or a
+// complex copy of a real input, transformed in place.
+Operands inverseOperands(FftRequest& r, vfl_fft::FftKind kind) {
+    const vxClassID id = classOf(r.x.get());
+    std::vector<size_t> d = dimsOf(r.x.get());
+    Operands o{OwnedArray(), OwnedArray(), r.x.get(), r.len};
+    vxArray* real = r.x.get();
+    if (kind == vfl_fft::kComplexToReal && vxIsComplexFlags(r.x.get())) {
+        o.output = OwnedArray(vxCreateUninitNumericArray(d.size(), d.data(), id, vxREAL));
+    } else if (kind == vfl_fft::kComplexToReal) {
+        o.source = OwnedArray(vxMustBeComplex(1, &real));
+        o.from = o.source.get();
+        o.output = r.x.owns() ? std::move(r.x) : OwnedArray(vxCreateUninitNumericArray(d.size(), d.data(), id, vxREAL));
+    } else {
+        o.output = OwnedArray(vxMustBeComplex(1, &real));
+        o.from = o.output.get();
+    }
+    return o;
+}
+
+Operands operandsFor(FftRequest& r, vfl_fft::FftKind kind, bool inverse) {
+    if (r.len != r.n) return resizedOperands(r, kind, inverse);
+    if (inverse && !vxIsEmpty(r.x.get()) && (kind == vfl_fft::kComplexToReal || !vxIsComplexFlags(r.x.get())))
+        return inverseOperands(r, kind);
+    std::vector<size_t> d = dimsOf(r.x.get());
+    return {OwnedArray(vxCreateUninitNumericArray(d.size(), d.data(), classOf(r.x.get()), vxCOMPLEX)), OwnedArray(),
+            r.x.get(), r.len};
+}
+
+void fftBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
+    const bool inverse = sign > 0;
+    FftRequest r = readRequest(nlhs, nrhs, prhs, inverse);
+    if (r.len == 1 && r.n == 1 && !r.symmetricOption) {
+        plhs[0] = vxCreateSharedDataCopy(r.x.get());
         return;
     }
-    const bool complexX = vxIsComplexFlags(xWork.get());
-    using namespace vfl_fft;
-    FftKind kind;
-    if (!inverse) kind = complexX ? kComplexToComplex : kRealToComplex;
-    else if (vxIsEmpty(xWork.get())) kind = kComplexToComplex;
-    else if (symmetricOption || symmetricAlong(xWork.get(), stride, len, n)) kind = kComplexToReal;
-    else kind = kComplexToComplex;
-
-    const vxClassID id = classOf(xWork.get());
-    OwnedArray output, source;
-    const vxArray* from = xWork.get();
-    if (len != n) {
-        const std::vector<size_t> outDims = vfl_fft::dimsWithLength(xWork.get(), dim0, n);
-        if (inverse && !complexX) {
-            OwnedArray resized(vfl_fft::resizeArray(xWork.get(), outDims, std::min(dim0 + 1, nd),
-                                                    std::min(len, n) * stride, true, false));
-            len = n;
-            if (kind == kComplexToComplex) {
-                output = std::move(resized);
-                from = output.get();
-            } else {
-                source = std::move(resized);
-                from = source.get();
-                output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, vxREAL));
-            }
-        } else {
-            output = OwnedArray(vxCreateNumericArray(outDims.size(), outDims.data(), id, kind == kComplexToReal ? vxREAL : vxCOMPLEX));
-        }
-    } else if (inverse && !vxIsEmpty(xWork.get()) && (kind == kComplexToReal || !complexX)) {
-        std::vector<size_t> d(dims, dims + nd);
-        if (kind == kComplexToReal && complexX) {
-            output = OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxREAL));
-        } else if (kind == kComplexToReal) {
-            vxArray* real = xWork.get();
-            source = OwnedArray(vxMustBeComplex(1, &real));
-            from = source.get();
-            output = xWork.owns() ? std::move(xWork) : OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxREAL));
-        } else {
-            vxArray* real = xWork.get();
-            output = OwnedArray(vxMustBeComplex(1, &real));
-            from = output.get();
-        }
-    } else {
-        std::vector<size_t> d(dims, dims + nd);
-        output = OwnedArray(vxCreateUninitNumericArray(nd, d.data(), id, vxCOMPLEX));
-    }
-    if (!vxIsEmpty(from) && !vxIsEmpty(output.get()) && n > 0)
-        runPass(kind, from, output.get(), stride, n, len, output->get_number_of_elements() / n, sign);
-    plhs[0] = output.release();
+    const vfl_fft::FftKind kind = kindOf(r, inverse);
+    Operands o = operandsFor(r, kind, inverse);
+    if (!vxIsEmpty(o.from) && !vxIsEmpty(o.output.get()) && r.n > 0)
+        runPass(kind, o.from, o.output.get(), r.stride, r.n, o.len, o.output->get_number_of_elements() / r.n, sign);
+    plhs[0] = o.output.release();
     vxFreeImagIfZero(plhs[0]);
 }
 

@@ -89,83 +89,109 @@ void mirrorPass(vxArray* a, const std::vector<size_t>& dims) {
     });
 }
 
-void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
-    const bool inverse = sign > 0;
+// What fftn or ifftn was asked: the working input and the result's dimensions.
+struct FftnRequest {
+    OwnedArray x;
+    std::vector<size_t> outDims;
+    bool symmetricOption;
+};
+
+FftnRequest readRequest(int nlhs, int nrhs, const vxArray** prhs, bool inverse) {
     checkArgumentCounts(nlhs, 1, nrhs, 1, inverse ? 3 : 2);
-    bool symmetric = inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidThirdArgument>(nrhs, prhs, 3);
-    const vxArray* x = prhs[0];
-    OwnedArray xWork = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(x);
-    const size_t nd = xWork->numDims;
-    const size_t* dims = xWork->get_dimensions();
-    std::vector<size_t> outDims(dims, dims + nd);
+    FftnRequest r;
+    r.symmetricOption = inverse && vfl_fft::takeTrailingOption<VELTRA::fftfcn::InvalidThirdArgument>(nrhs, prhs, 3);
+    r.x = vfl_fft::workingInput<VELTRA::fftfcn::InvalidInputType, VELTRA::fftfcn::SparseInputType>(prhs[0]);
+    const size_t nd = r.x->numDims;
+    r.outDims.assign(r.x->get_dimensions(), r.x->get_dimensions() + nd);
     if (nrhs >= 2 && !vxIsEmpty(prhs[1])) {
         using Keys = vfl_fft::SizeKeys<VELTRA::fftfcn::lengthNotNonNegInt, VELTRA::fftfcn::outputSizeLessThanNdimsElements,
                                        VELTRA::fftfcn::outputSizeNotRealIntRowVector>;
         bool irregular;
-        outDims = vfl_fft::readSizes<Keys>(prhs[1], nd, irregular);
+        r.outDims = vfl_fft::readSizes<Keys>(prhs[1], nd, irregular);
         if (irregular) warn<VELTRA::fftfcn::outputSizeVectorNotNonNegInts>();
     }
-    const size_t nOut = outDims.size();
-    const bool complexX = vxIsComplexFlags(xWork.get());
-    auto xDim = [&](size_t j) { return j < nd ? dims[j] : size_t(1); };
+    return r;
+}
 
+// The result before the first pass, and the array that pass reads. Sizes as the input's: a
+// scalar is its own result; an inverse of real or symmetric input runs in a complex copy; else a
+// new complex result. Other sizes: the input resized into the result, from its first dimension
+// that changes (for a real forward transform, its first that is not 1).
+OwnedArray firstOperands(FftnRequest& r, bool inverse, const vxArray*& source) {
+    const vxArray* x = r.x.get();
+    const size_t nd = x->numDims, nOut = r.outDims.size();
+    const size_t* dims = x->get_dimensions();
+    const bool complexX = vxIsComplexFlags(x);
     size_t lead = 0, p = 1;
-    while (lead < std::min(nd, nOut) && dims[lead] == outDims[lead]) p *= dims[lead], ++lead;
-    OwnedArray output;
-    const vxArray* source = nullptr;
+    while (lead < std::min(nd, nOut) && dims[lead] == r.outDims[lead]) p *= dims[lead], ++lead;
     if (lead == nd && nOut == nd) {
-        if (vxIsScalar(xWork.get()) && !symmetric) {
-            output = OwnedArray(vxCreateSharedDataCopy(xWork.get()));
-            source = xWork.get();
-        } else if (inverse && (symmetric || !complexX)) {
-            vxArray* real = xWork.get();
-            output = OwnedArray(complexX ? vxCreateDeepCopy(xWork.get()) : vxMustBeComplex(1, &real));
+        if (vxIsScalar(x) && !r.symmetricOption) {
+            source = x;
+            return OwnedArray(vxCreateSharedDataCopy(x));
+        }
+        if (inverse && (r.symmetricOption || !complexX)) {
+            vxArray* real = r.x.get();
+            OwnedArray output(complexX ? vxCreateDeepCopy(x) : vxMustBeComplex(1, &real));
             source = output.get();
-        } else {
-            output = OwnedArray(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(xWork.get()), vxCOMPLEX));
-            source = xWork.get();
+            return output;
         }
-    } else {
-        if (!inverse && !complexX) {
-            lead = 0, p = 1;
-            while (lead < std::min(nd, nOut) && dims[lead] == 1 && outDims[lead] == 1) ++lead;
-        }
-        const size_t d = lead < nOut ? std::min(outDims[lead], xDim(lead)) : 1;
-        output = OwnedArray(vfl_fft::resizeArray(xWork.get(), outDims, lead + 1, d * p, true, !inverse));
-        source = output.get();
+        source = x;
+        return OwnedArray(vxCreateUninitNumericArray(nOut, r.outDims.data(), classOf(x), vxCOMPLEX));
     }
+    if (!inverse && !complexX) {
+        lead = 0, p = 1;
+        while (lead < std::min(nd, nOut) && dims[lead] == 1 && r.outDims[lead] == 1) ++lead;
+    }
+    const size_t d = lead < nOut ? std::min(r.outDims[lead], lead < nd ? dims[lead] : size_t(1)) : 1;
+    OwnedArray output(vfl_fft::resizeArray(x, r.outDims, lead + 1, d * p, true, !inverse));
+    source = output.get();
+    return output;
+}
 
-    const bool runs = !vxIsEmpty(xWork.get()) && !vxIsEmpty(output.get()) &&
-                      !(vxIsScalar(output.get()) && !symmetric);
-    if (runs) {
+// One pass per dimension of more than one element (or every one, when the last runs complex to
+// real): the first real to complex for real forward input, the last complex to real for a
+// symmetric inverse, complex to complex otherwise.
+void runPasses(OwnedArray& output, const vxArray* source, std::vector<size_t>& outDims, bool symmetric,
+               bool inverse, bool complexX, int sign) {
+    const size_t nOut = outDims.size();
+    size_t stride = 1;
+    bool usedRealPass = false;
+    for (size_t u = 0; u < nOut; ++u) {
+        const size_t len = outDims[u];
+        if (len == 1 && !symmetric) continue;
+        vfl_fft::FftKind kind;
+        if (u == nOut - 1 && symmetric) kind = vfl_fft::kComplexToReal;
+        else if (inverse || usedRealPass || complexX) kind = vfl_fft::kComplexToComplex;
+        else kind = vfl_fft::kRealToComplex, usedRealPass = true;
+        const size_t N = output->get_number_of_elements();
+        if (kind == vfl_fft::kComplexToReal) {
+            OwnedArray target(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(output.get()), vxREAL));
+            vfl_fft::runPass(kind, source, target.get(), stride, len, len, N / len, sign);
+            output = std::move(target);
+        } else {
+            const size_t inLen = kind == vfl_fft::kRealToComplex && source == output.get() ? 2 * len : len;
+            vfl_fft::runPass(kind, source, output.get(), stride, len, inLen, N / len, sign);
+        }
+        source = output.get();
+        stride *= len;
+    }
+}
+
+void fftnBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, int sign) {
+    const bool inverse = sign > 0;
+    FftnRequest r = readRequest(nlhs, nrhs, prhs, inverse);
+    const bool complexX = vxIsComplexFlags(r.x.get());
+    const vxArray* source = nullptr;
+    OwnedArray output = firstOperands(r, inverse, source);
+    bool symmetric = r.symmetricOption;
+    if (!vxIsEmpty(r.x.get()) && !vxIsEmpty(output.get()) && !(vxIsScalar(output.get()) && !symmetric)) {
         if (inverse && !symmetric)
             symmetric = withRealType(source, [&](auto type) {
-                return conjugateSymmetric<typename decltype(type)::type>(source, outDims);
+                return conjugateSymmetric<typename decltype(type)::type>(source, r.outDims);
             });
-        size_t stride = 1;
-        bool usedRealPass = false;
-        for (size_t u = 0; u < nOut; ++u) {
-            const size_t len = outDims[u];
-            if (len == 1 && !symmetric) continue;
-            vfl_fft::FftKind kind;
-            if (u == nOut - 1 && symmetric) kind = vfl_fft::kComplexToReal;
-            else if (inverse || usedRealPass || complexX) kind = vfl_fft::kComplexToComplex;
-            else kind = vfl_fft::kRealToComplex, usedRealPass = true;
-            const size_t N = output->get_number_of_elements();
-            if (kind == vfl_fft::kComplexToReal) {
-                OwnedArray target(vxCreateUninitNumericArray(nOut, outDims.data(), classOf(output.get()), vxREAL));
-                vfl_fft::runPass(kind, source, target.get(), stride, len, len, N / len, sign);
-                output = std::move(target);
-            } else {
-                const size_t inLen = kind == vfl_fft::kRealToComplex && source == output.get() ? 2 * len : len;
-                vfl_fft::runPass(kind, source, output.get(), stride, len, inLen, N / len, sign);
-            }
-            source = output.get();
-            stride *= len;
-        }
-        if (!inverse && !vxIsComplexFlags(x) && vxIsComplexFlags(output.get())) {
-            withRealType(output.get(), [&](auto type) { mirrorPass<typename decltype(type)::type>(output.get(), outDims); });
-        }
+        runPasses(output, source, r.outDims, symmetric, inverse, complexX, sign);
+        if (!inverse && !vxIsComplexFlags(prhs[0]) && vxIsComplexFlags(output.get()))
+            withRealType(output.get(), [&](auto type) { mirrorPass<typename decltype(type)::type>(output.get(), r.outDims); });
     }
     plhs[0] = output.release();
     vxFreeImagIfZero(plhs[0]);

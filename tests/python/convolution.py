@@ -3,6 +3,8 @@ the precision, the number of terms and the size of the values."""
 
 import numpy as np
 
+import tolerance
+
 
 def random(rng, shape, dtype=np.float64, density=1.0):
     """Normal values of the dtype in Fortran order; a density below 1 leaves the rest zero."""
@@ -16,9 +18,8 @@ def random(rng, shape, dtype=np.float64, density=1.0):
 
 def sum_tolerance(A, B, single=False):
     """8 eps per term of the longest sum, scaled by the largest magnitudes of the operands."""
-    eps = np.finfo(np.float32 if single else np.float64).eps
-    return 8 * eps * min(np.size(A), np.size(B)) * max(np.max(np.abs(A), initial=0), 1) * \
-        max(np.max(np.abs(B), initial=0), 1)
+    return tolerance.absolute(np.float32 if single else np.float64, tolerance.largest(A) * tolerance.largest(B),
+                              terms=min(np.size(A), np.size(B)))
 
 
 def assert_sum_close(y, want, A, B, single=False):

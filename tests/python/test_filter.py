@@ -5,6 +5,7 @@ import numpy as np
 import pytest
 from scipy import signal
 
+import tolerance
 import vlmathdsp as vm
 
 
@@ -39,8 +40,7 @@ def lfilter_reference(b, a, x, zi, axis):
 
 def close(got, want, dtype):
     """Equal within a tolerance from the precision's epsilon and the size of the values."""
-    eps = np.finfo(np.float32 if dtype in (np.float32, np.complex64) else np.float64).eps
-    np.testing.assert_allclose(got, want, rtol=0, atol=2000 * eps * max(1.0, np.max(np.abs(want), initial=0)))
+    tolerance.assert_close(got, want, dtype, factor=2000)
 
 
 @pytest.mark.parametrize("nb,na", [(10, 1), (16, 1), (17, 1), (64, 1), (3, 3), (5, 17), (17, 5), (20, 20), (1, 2)])

@@ -7,6 +7,7 @@ import numpy as np
 import pytest
 import scipy.signal
 
+import tolerance
 import vlmathdsp.scipy.signal as ours
 from transforms import assert_one_thread_matches_several
 
@@ -24,9 +25,7 @@ def data(shape, dtype, seed):
 def close(got, want, terms=1):
     """Equal shapes and dtypes, values within the rounding of sums of `terms` products."""
     assert got.shape == want.shape and got.dtype == want.dtype, (got.shape, want.shape, got.dtype, want.dtype)
-    eps = np.finfo(got.dtype).eps
-    scale = max(np.max(np.abs(want), initial=0.0), 1.0)
-    np.testing.assert_allclose(got, want, rtol=0, atol=8 * eps * np.sqrt(terms) * scale * 4)
+    tolerance.assert_close(got, want, terms=terms, growth="sqrt", factor=32)
 
 
 # Odd and even lengths on either side, each input the larger, and sizes that mix.

@@ -5,6 +5,8 @@ import threading
 
 import numpy as np
 
+import tolerance
+
 
 def host_shape(shape):
     """A shape as the host keeps it: no trailing singleton beyond the second dimension."""
@@ -17,11 +19,9 @@ def host_shape(shape):
 def assert_transform_close(got, want, n, single=False):
     """got equals want within 20 eps log2(n) of want's largest magnitude: the error of a transform
     of length n (or n points in all) grows with log n and scales with the values."""
-    eps = np.finfo(np.float32 if single else np.float64).eps
     want = np.asarray(want)
-    scale = max(np.max(np.abs(want), initial=0.0), np.finfo(np.float64).tiny)
-    got = np.asarray(got).reshape(want.shape)
-    np.testing.assert_allclose(got, want, rtol=0, atol=20 * eps * np.log2(max(n, 2)) * scale)
+    tolerance.assert_close(np.asarray(got).reshape(want.shape), want, np.float32 if single else np.float64, terms=n,
+                           growth="log", factor=20, scale=tolerance.largest(want, np.finfo(np.float64).tiny))
 
 
 def assert_one_thread_matches_several(set_threads, run):

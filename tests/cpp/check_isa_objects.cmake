@@ -15,7 +15,8 @@ foreach(object IN LISTS OBJECTS)
     # Global symbols: an upper-case type, or a unique (u), weak object (V) or weak (W) one.
     if(line MATCHES "^[0-9a-f]* [A-Zuvw] (.*)$")
       set(symbol "${CMAKE_MATCH_1}")
-      if(NOT symbol MATCHES "::${namespace}::")
+      # DW.ref.*: the compiler's pointer to the exception personality routine, data only.
+      if(NOT symbol MATCHES "::${namespace}::" AND NOT symbol MATCHES "^DW\\.ref\\.")
         message(FATAL_ERROR "${object}: defines ${symbol} outside ${namespace}")
       endif()
     endif()

@@ -82,13 +82,9 @@ void run(const Job<T>& job, dcstPlanCacheInterface<T, kind>* cache, const T* in,
     const kernels::DctPasses<T>& passes = kernels::dctPasses<T>();
     const auto twiddles = twiddlesOf<T>(n);
 
-    // One thread a block when blocks run in parallel; threads within the plan only for one long
-    // sequence. FFTW plans a threaded plan's pieces each at its own address (lane j at 16 half j
-    // bytes) and remembers their plans by 16-byte alignment only, while its codelets' choice
-    // depends on 32-byte alignment: pieces of lanes would then run whatever codelets an earlier
-    // plan of another alignment left, and a result would depend on what ran before.
+    // One thread a block when blocks run in parallel.
     const PlanOwner<T> plan =
-        realLanesPlan(cache, job, W, forward, blocks > 1 || W > 1 ? 1 : job.context.numThreads, inPlace);
+        realLanesPlan(cache, job, W, forward, blocks > 1 ? 1 : job.context.numThreads, inPlace);
 
     const bool parallel = blocks > 1 && total * n >= kParallelElements;
     vlcommon::runRange(parallel, uint64_t(0), blocks, uint64_t(1), [&](const tbb::blocked_range<uint64_t>& r) {

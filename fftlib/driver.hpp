@@ -239,9 +239,13 @@ uint64_t blockColumns(uint64_t n) {
 inline bool realForwardInPlace(uint64_t n) { return n >= (uint64_t(1) << 17) && (n & (n - 1)) == 0; }
 
 // The plan over `lanes` contiguous real sequences of length job.n and their half spectra (real to
-// complex when `forward`, else back), for blocks copied into buffers from fftw_malloc. It runs on
-// `threads` threads; its key has the buffered bit and the lane count as the stride. In place (forward
-// only), lane j's samples start at real 2 (n/2 + 1) j and its spectrum overwrites them.
+// complex when `forward`, else back), for blocks copied into the transform library's buffers. It
+// runs on `threads` threads when it has one lane, else on one: FFTW plans a threaded plan's pieces
+// each at its own address (a piece's lanes at theirs) and remembers their plans by 16-byte
+// alignment only, while its codelets depend on 32-byte alignment, so pieces of lanes would run
+// whatever an earlier plan of another alignment left. Its key has the buffered bit and the lane
+// count as the stride. In place (forward only), lane j's samples start at real 2 (n/2 + 1) j and
+// its spectrum overwrites them.
 // Lanes of a power-of-two length lie a power of two apart, and so on the same few sets of the
 // first-level cache: a transpose into or out of them then misses at every row. A cache line
 // between lanes spreads them over the sets.
@@ -257,7 +261,7 @@ PlanOwner<T> realLanesPlan(Cache* cache, const Job<T>& job, uint64_t lanes, bool
     const uint64_t n = job.n, half = n / 2 + 1;
     const uint64_t realLane = n + (padded ? kLanePad<T> : 0), complexLane = half + (padded ? kLanePad<C> : 0);
     Job<T> laneJob{job.context, n, lanes, 1, job.sign, 0};
-    laneJob.context.numThreads = threads;
+    laneJob.context.numThreads = lanes > 1 ? 1 : threads;
     Buffer<T> probeReal(1), probeComplex(2);
     const int alignment = F::alignment(probeReal.data);
     PlanKey key = laneJob.key(inPlace, alignment, alignment);

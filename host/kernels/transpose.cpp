@@ -23,14 +23,16 @@ void plain(const E* src, size_t ss, E* dst, size_t ds, size_t ib, size_t ie, siz
         for (size_t i = ib; i < ie; ++i) dst[i + j * ds] = src[i * ss + j];
 }
 
-// Square blocks of B by B elements through `block(s, ss, d, ds)`, then the edges.
-template <size_t B, class E, class Block>
+// Square blocks of B by B elements through `block`, which sees them as values of R (strides in
+// elements), then the edges.
+template <size_t B, class R, class E>
 void blocked(const E* src, size_t ss, E* dst, size_t ds, size_t ib, size_t ie, size_t jb, size_t je,
-             const Block& block) {
+             void (*block)(const R*, size_t, R*, size_t)) {
     size_t j = jb;
     for (; j + B <= je; j += B) {
         size_t i = ib;
-        for (; i + B <= ie; i += B) block(src + i * ss + j, ss, dst + i + j * ds, ds);
+        for (; i + B <= ie; i += B)
+            block(reinterpret_cast<const R*>(src + i * ss + j), ss, reinterpret_cast<R*>(dst + i + j * ds), ds);
         plain(src, ss, dst, ds, i, ie, j, j + B);
     }
     plain(src, ss, dst, ds, ib, ie, j, je);
@@ -102,15 +104,6 @@ void floats4x4(const float* s, size_t ss, float* d, size_t ds) {
 }
 #endif
 
-template <class E, class R>
-const R* as(const E* p) {
-    return reinterpret_cast<const R*>(p);
-}
-template <class E, class R>
-R* as(E* p) {
-    return reinterpret_cast<R*>(p);
-}
-
 template <size_t Bytes>
 void tile(const void* src, size_t ss, void* dst, size_t ds, size_t ib, size_t ie, size_t jb, size_t je) {
     using E = Element<Bytes>;
@@ -118,33 +111,21 @@ void tile(const void* src, size_t ss, void* dst, size_t ds, size_t ib, size_t ie
     E* d = static_cast<E*>(dst);
     if constexpr (Bytes == 8) {
 #if defined(__AVX512F__)
-        blocked<8>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            doubles8x8(as<E, double>(a), sa, as<E, double>(b), sb);
-        });
+        blocked<8>(s, ss, d, ds, ib, ie, jb, je, doubles8x8);
 #elif defined(__AVX2__)
-        blocked<4>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            doubles4x4(as<E, double>(a), sa, as<E, double>(b), sb);
-        });
+        blocked<4>(s, ss, d, ds, ib, ie, jb, je, doubles4x4);
 #else
-        blocked<2>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            doubles2x2(as<E, double>(a), sa, as<E, double>(b), sb);
-        });
+        blocked<2>(s, ss, d, ds, ib, ie, jb, je, doubles2x2);
 #endif
     } else if constexpr (Bytes == 4) {
 #if defined(__AVX2__)
-        blocked<8>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            floats8x8(as<E, float>(a), sa, as<E, float>(b), sb);
-        });
+        blocked<8>(s, ss, d, ds, ib, ie, jb, je, floats8x8);
 #else
-        blocked<4>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            floats4x4(as<E, float>(a), sa, as<E, float>(b), sb);
-        });
+        blocked<4>(s, ss, d, ds, ib, ie, jb, je, floats4x4);
 #endif
     } else if constexpr (Bytes == 16) {
 #if defined(__AVX2__)
-        blocked<2>(s, ss, d, ds, ib, ie, jb, je, [](const E* a, size_t sa, E* b, size_t sb) {
-            complexes2x2(as<E, double>(a), sa, as<E, double>(b), sb);
-        });
+        blocked<2>(s, ss, d, ds, ib, ie, jb, je, complexes2x2);
 #else
         plain(s, ss, d, ds, ib, ie, jb, je);
 #endif

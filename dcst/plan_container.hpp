@@ -5,8 +5,7 @@
 
 #include <tuple>
 
-#include "fourier/plan_containers.hpp"
-#include "fourier/plan_map.hpp"
+#include "fftlib/plan_store.hpp"
 
 namespace vfl_fft {
 

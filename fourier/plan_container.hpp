@@ -1,8 +1,7 @@
 // The Fourier transforms' plan container: one per host scope, six plan caches and the settings.
 #pragma once
 
-#include "fourier/plan_containers.hpp"
-#include "fourier/plan_map.hpp"
+#include "fftlib/plan_store.hpp"
 
 namespace vfl_fft {
 

@@ -7,23 +7,12 @@
 #include <stdexcept>
 #include <vector>
 
-#include "fourier/plan_map.hpp"
+#include "fftlib/half_spectrum.hpp"
 #include "module/checked_size.hpp"
 
 namespace vlpy {
 
 namespace {
-
-using vfl_fft::kRealToComplex;
-
-template <class T>
-using HalfCache = vfl_fft::PlanMap<vfl_fft::fftwPlanCacheInterface<T, kRealToComplex>, T>;
-
-// The plans of one host scope.
-struct HalfPlans {
-    HalfCache<double> doubles;
-    HalfCache<float> singles;
-};
 
 // A whole number at least `low`, from a real numeric scalar.
 size_t wholeArgument(const vxArray* a, double low, const char* what) {
@@ -37,13 +26,10 @@ size_t wholeArgument(const vxArray* a, double low, const char* what) {
 }
 
 template <class T>
-void transform(HalfCache<T>& cache, const vxArray* x, vxArray* out, size_t stride, size_t n, size_t len,
-               size_t howMany) {
-    vfl_fft::fftwContext context;
-    context.numThreads = services::threading::getNumComputationalThreads();
+void transform(const vxArray* x, vxArray* out, size_t stride, size_t n, size_t len, size_t howMany) {
     try {
-        vfl_fft::veltraRealFFT1DHalf<T>(context, &cache, static_cast<const T*>(x->data),
-                                        static_cast<std::complex<T>*>(out->data), stride, n, len, howMany);
+        vfl_fft::halfSpectrum<T>(static_cast<const T*>(x->data), static_cast<std::complex<T>*>(out->data), stride, n,
+                                 len, howMany);
     } catch (const std::runtime_error& e) {
         if (std::string(e.what()) == "FFTW:nomem") vlmathdsp::sizeOverflow();
         throw;
@@ -75,9 +61,8 @@ void halfSpectrum(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
     vxArray* out = vxCreateNumericArray(dims.size(), dims.data(), vxClassID(x->classID), vxCOMPLEX);
     plhs[0] = out;
     if (len == 0 || stride * outer == 0) return;
-    HalfPlans& plans = vfl_fft::scopeContainer<HalfPlans>();
-    if (x->classID == VX_DOUBLE_CLASS) transform(plans.doubles, x, out, stride, n, len, stride * outer);
-    else transform(plans.singles, x, out, stride, n, len, stride * outer);
+    if (x->classID == VX_DOUBLE_CLASS) transform<double>(x, out, stride, n, len, stride * outer);
+    else transform<float>(x, out, stride, n, len, stride * outer);
 }
 
 }  // namespace vlpy

@@ -1,8 +1,10 @@
-// What every plan store shares: the map from key to plan behind either family's cache interface,
-// and the one container of a type per host scope.
+// The plan stores of a host scope: the map from key to plan behind a cache interface, the one
+// container of a type per scope, and the list through which the planner commands reach every
+// family's container (this library's own and its callers') without knowing any of them.
 #pragma once
 
 #include <map>
+#include <vector>
 
 #include "fftlib/fft.hpp"
 #include "module/host_interface.hpp"
@@ -48,6 +50,30 @@ private:
 // plans (FFTW_ESTIMATE: planning runs no transforms, and plans do not depend on timing), threaded
 // from 4 sequences (the "rows" command's default), and the flag that marks a container's context.
 fftwContext containerContext(uint64_t threads);
+
+// What the planner commands see of a family's container: its settings, and a way to empty it.
+struct PlanContainer {
+    // The settings of containerContext, for the host's thread count at this moment.
+    PlanContainer();
+    virtual ~PlanContainer() = default;
+    virtual void clearAll() = 0;
+
+    fftwContext context;
+    uint64_t defaultThreads;
+};
+
+// The current scope's container of one family, made on first use.
+using PlanContainerGetter = PlanContainer& (*)();
+
+// Adds a family's getter to the list; true, for a namespace-scope constant to hold.
+bool listPlanContainer(PlanContainerGetter getter);
+const std::vector<PlanContainerGetter>& planContainerGetters();
+
+// f(container) for the current scope's container of every family.
+template <class F>
+void forEachPlanContainer(F f) {
+    for (PlanContainerGetter get : planContainerGetters()) f(get());
+}
 
 // The one Container of the current host scope, made on first use; a thread that loses the race
 // to store it destroys its own.

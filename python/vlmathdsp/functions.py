@@ -3,9 +3,7 @@ host's order and form: arrays are column-major (a C-ordered NumPy array is read 
 only by the SciPy faces, not here), dimensions are one-based, text options are str. Failures
 raise `vlmathdsp.Error`, whose `identifier` names the cause."""
 
-from .host import call, call_function
-
-_TRANSFORM = "veltra.internal.math.transform."
+from ._engine import run
 
 
 def conv_forward(input, filters, *rest):
@@ -44,7 +42,7 @@ def conv_forward(input, filters, *rest):
            [26., 30., 34.],
            [42., 46., 50.]])
     """
-    return call(0, input, filters, *rest)
+    return run("conv_forward", input, filters, *rest)
 
 
 def conv_backward(first, second, padding, stride, filterSize, *expansion):
@@ -90,7 +88,7 @@ def conv_backward(first, second, padding, stride, filterSize, *expansion):
            [2., 4., 4., 2.],
            [1., 2., 2., 1.]])
     """
-    return call(1, first, second, padding, stride, filterSize, *expansion)
+    return run("conv_backward", first, second, padding, stride, filterSize, *expansion)
 
 
 def conv2(*args):
@@ -122,7 +120,7 @@ def conv2(*args):
     array([[-1., -1.],
            [ 2., -2.]])
     """
-    return call(2, *args)
+    return run("conv2", *args)
 
 
 def convnc(A, B, shape):
@@ -147,7 +145,7 @@ def convnc(A, B, shape):
     >>> vm.convnc(np.ones((2, 2, 2)), np.ones((2, 2, 2)), "valid")
     array([[8.]])
     """
-    return call(3, A, B, shape)
+    return run("convn", A, B, shape)
 
 
 def convn(A, B, shape="full"):
@@ -169,7 +167,7 @@ def convn(A, B, shape="full"):
     >>> vm.convn(np.array([1.0, 2.0, 3.0]), np.array([1.0, 1.0]))
     array([1., 3., 5., 3.])
     """
-    return call(3, A, B, shape)
+    return run("convn", A, B, shape)
 
 
 def fft(x, *args):
@@ -194,7 +192,7 @@ def fft(x, *args):
     >>> vm.fft(np.array([1.0, 2.0, 3.0, 4.0]))
     array([10.+0.j, -2.+2.j, -2.+0.j, -2.-2.j])
     """
-    return call(4, x, *args)
+    return run("fft", x, *args)
 
 
 def ifft(x, *args):
@@ -220,7 +218,7 @@ def ifft(x, *args):
     >>> vm.ifft(np.array([10, -2 + 2j, -2, -2 - 2j]), "symmetric")
     array([1., 2., 3., 4.])
     """
-    return call(5, x, *args)
+    return run("ifft", x, *args)
 
 
 def fftn(x, *args):
@@ -243,7 +241,7 @@ def fftn(x, *args):
     array([[4., 0.],
            [0., 0.]])
     """
-    return call(6, x, *args)
+    return run("fftn", x, *args)
 
 
 def ifftn(x, *args):
@@ -269,7 +267,7 @@ def ifftn(x, *args):
     array([[1., 1.],
            [1., 1.]])
     """
-    return call(7, x, *args)
+    return run("ifftn", x, *args)
 
 
 def fftw(command, *value):
@@ -305,7 +303,7 @@ def fftw(command, *value):
     >>> vm.fftw("planner")
     'estimate'
     """
-    return call(8, command, *value, principal=-1)
+    return run("fftw", command, *value, principal=-1)
 
 
 def filter(b, a, x, *rest, nargout=1):
@@ -340,7 +338,7 @@ def filter(b, a, x, *rest, nargout=1):
     >>> vm.filter([1.0], [1.0, -0.5], np.ones(4), nargout=2)
     (array([1.   , 1.5  , 1.75 , 1.875]), array([0.9375]))
     """
-    return call(9, b, a, x, *rest, nargout=nargout, principal=2)
+    return run("filter", b, a, x, *rest, nargout=nargout, principal=2)
 
 
 def ltitr(A, B, U, *x0):
@@ -369,7 +367,7 @@ def ltitr(A, B, U, *x0):
            [1.5 ],
            [1.75]])
     """
-    return call(11, A, B, U, *x0)
+    return run("ltitr", A, B, U, *x0)
 
 
 def max_pool(input, poolSize, padding, stride):
@@ -405,7 +403,7 @@ def max_pool(input, poolSize, padding, stride):
     array([[ 5.,  7.],
            [13., 15.]])
     """
-    return call(12, input, poolSize, padding, stride)
+    return run("max_pool", input, poolSize, padding, stride)
 
 
 def avg_pool(input, poolSize, padding, stride):
@@ -434,7 +432,7 @@ def avg_pool(input, poolSize, padding, stride):
     array([[ 2.5,  4.5],
            [10.5, 12.5]])
     """
-    return call(13, input, poolSize, padding, stride)
+    return run("avg_pool", input, poolSize, padding, stride)
 
 
 def avg_pool_backward(grad, poolSize, padding, stride, inputSize, *compensation):
@@ -470,7 +468,7 @@ def avg_pool_backward(grad, poolSize, padding, stride, inputSize, *compensation)
     array([[0.25, 0.25, 0.25, 0.25],
            [0.25, 0.25, 0.25, 0.25]])
     """
-    return call(14, grad, poolSize, padding, stride, inputSize, *compensation)
+    return run("avg_pool_backward", grad, poolSize, padding, stride, inputSize, *compensation)
 
 
 def window_norm(input, windowSize, alpha, beta, k, *gradient):
@@ -506,7 +504,7 @@ def window_norm(input, windowSize, alpha, beta, k, *gradient):
     >>> vm.window_norm(np.ones((1, 1, 3)), 3, 1.0, 0.5, 1.0).ravel()
     array([0.77459667, 0.70710678, 0.77459667])
     """
-    return call(15, input, windowSize, alpha, beta, k, *gradient)
+    return run("window_norm", input, windowSize, alpha, beta, k, *gradient)
 
 
 def dct(x, *args):
@@ -540,7 +538,7 @@ def dct(x, *args):
     >>> np.round(vm.dct(np.array([1.0, 2.0, 3.0, 4.0])), 6)
     array([ 5.      , -2.230442,  0.      , -0.158513])
     """
-    return call_function(_TRANSFORM + "vldct", x, *args)
+    return run("dct", x, *args)
 
 
 def idct(x, *args):
@@ -563,7 +561,7 @@ def idct(x, *args):
     >>> np.allclose(vm.idct(vm.dct(x, "Variant", 3), "Variant", 3), x)
     True
     """
-    return call_function(_TRANSFORM + "vlidct", x, *args)
+    return run("idct", x, *args)
 
 
 def dst(x, *args):
@@ -584,7 +582,7 @@ def dst(x, *args):
     >>> vm.dst(np.array([1.0, 0.0]), "Variant", 1)
     array([0.70710678, 0.70710678])
     """
-    return call_function(_TRANSFORM + "vldst", x, *args)
+    return run("dst", x, *args)
 
 
 def idst(x, *args):
@@ -606,7 +604,7 @@ def idst(x, *args):
     >>> np.allclose(vm.idst(vm.dst(x)), x)
     True
     """
-    return call_function(_TRANSFORM + "vlidst", x, *args)
+    return run("idst", x, *args)
 
 
 def dctn(x, *args):
@@ -632,7 +630,7 @@ def dctn(x, *args):
     array([[2., 0.],
            [0., 0.]])
     """
-    return call_function(_TRANSFORM + "vldctn", x, *args)
+    return run("dctn", x, *args)
 
 
 def idctn(x, *args):
@@ -654,7 +652,7 @@ def idctn(x, *args):
     >>> np.allclose(vm.idctn(vm.dctn(x)), x)
     True
     """
-    return call_function(_TRANSFORM + "vlidctn", x, *args)
+    return run("idctn", x, *args)
 
 
 def dstn(x, *args):
@@ -676,7 +674,7 @@ def dstn(x, *args):
     array([[1.70710678, 0.70710678],
            [0.70710678, 0.29289322]])
     """
-    return call_function(_TRANSFORM + "vldstn", x, *args)
+    return run("dstn", x, *args)
 
 
 def idstn(x, *args):
@@ -697,7 +695,7 @@ def idstn(x, *args):
     >>> np.allclose(vm.idstn(vm.dstn(np.eye(2))), np.eye(2))
     True
     """
-    return call_function(_TRANSFORM + "vlidstn", x, *args)
+    return run("idstn", x, *args)
 
 
 def strided_convn(A, B, *args):
@@ -729,7 +727,7 @@ def strided_convn(A, B, *args):
     >>> vm.strided_convn(np.arange(6.0), np.array([1.0, 1.0]), 2)
     array([0., 3., 7., 5.])
     """
-    return call_function("veltra.internal.math.stridedConvn", A, B, *args)
+    return run("strided_convn", A, B, *args)
 
 
 def fftw_version():
@@ -746,4 +744,4 @@ def fftw_version():
     >>> vm.fftw_version().startswith("fftw-3")
     True
     """
-    return call_function("veltra.internal.language.versionPlugins.fftwVersionInfo", principal=-1)
+    return run("fftw_version", principal=-1)

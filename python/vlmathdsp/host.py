@@ -44,33 +44,7 @@ MODULE_PATH = _vlmathdsp.module_path()
 #: The largest thread count set_num_threads takes.
 MAX_THREADS = _vlmathdsp.max_threads
 
-
-def _describe(value):
-    """An argument in a few words: an array's shape and class, a short value's repr."""
-    short = isinstance(value, (list, tuple)) and len(value) <= 6 and all(
-        isinstance(v, (bool, int, float, np.number)) for v in value)
-    if isinstance(value, (str, bool, int, float, complex)) or value is None or short:
-        text = repr(list(value)) if short else repr(value)
-        return text if len(text) <= 40 else text[:37] + "..."
-    shape = getattr(value, "shape", None)
-    dtype = getattr(value, "dtype", None)
-    if shape is None or dtype is None:
-        try:
-            array = np.asarray(value)
-            shape, dtype = array.shape, array.dtype
-        except Exception:
-            return type(value).__name__
-    return "x".join(str(d) for d in shape) + f" {dtype}" if shape else f"scalar {dtype}"
-
-
-def _calling(run, args):
-    """run(), its Error told which arguments it was called with."""
-    try:
-        return run()
-    except Error as e:
-        if not e.called_with:
-            e.called_with = ", ".join(_describe(a) for a in args)
-        raise
+from ._engine import calling as _calling  # noqa: E402  (after the extension is loaded)
 
 
 def call(slot, *args, nargout=1, principal=0):

@@ -90,5 +90,8 @@ def test_stubs_name_every_public_function_with_its_parameters(module, names, pee
         assert name in stubs, (module.__name__, name)
         if stubs[name] is None:
             continue
-        want = parameter_names(getattr(peer or module, name))
+        try:
+            want = parameter_names(getattr(peer or module, name))
+        except ValueError:  # a builtin of the peer without a signature: ours is the reference
+            want = parameter_names(getattr(module, name))
         assert stubs[name] == want, (module.__name__, name, stubs[name], want)

@@ -1,13 +1,12 @@
-"""pytest plugin: every scipy.fft call of the session goes to vlmathdsp.scipy.fft first, and to
-SciPy's own backend for what it hands back. The summary counts both."""
-
-import collections
+"""pytest plugin: vlmathdsp.scipy.fft is scipy.fft's global backend for the session, with SciPy
+not registered behind it; the summary counts, per function, the calls it served and those it
+handed to SciPy's own implementation."""
 
 import scipy.fft
 
 import vlmathdsp.scipy.fft as ours
 
-counts = collections.Counter()
+import counts
 
 
 class CountingBackend:
@@ -15,16 +14,14 @@ class CountingBackend:
 
     @staticmethod
     def __ua_function__(method, args, kwargs):
-        result = ours.__ua_function__(method, args, kwargs)
-        counts["handed back" if result is NotImplemented else "served"] += 1
-        return result
+        counts.calls[method.__name__] += 1
+        return ours.__ua_function__(method, args, kwargs)
 
 
 def pytest_configure(config):
+    counts.count_hand_backs()
     scipy.fft.set_global_backend(CountingBackend)
-    scipy.fft.register_backend("scipy")
 
 
 def pytest_terminal_summary(terminalreporter):
-    terminalreporter.write_line(f"vlmathdsp.scipy.fft: {counts['served']} calls served, "
-                                f"{counts['handed back']} handed back to SciPy")
+    counts.summary(terminalreporter, "vlmathdsp.scipy.fft")

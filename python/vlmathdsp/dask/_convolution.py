@@ -9,7 +9,7 @@ from dask.graph_manipulation import bind
 from dask.highlevelgraph import HighLevelGraph, MaterializedLayer
 
 from .. import functions as vm
-from ..host import call_function
+from .._engine import run
 from ._tasks import eager, host_dims, host_shape, real_class, result_dtype
 from ._windows import Axis, cut_full, windowed
 
@@ -85,7 +85,6 @@ def _vector_least_read(m, k, double):
 
 # A part of the first operand is convolved with the whole's sizes and facts given, which choose
 # the engine's path, operand order and loop order: the part's window then has the whole's bits.
-_PART = "veltra.internal.math.convPart"
 
 
 def _working(a):
@@ -204,7 +203,7 @@ def conv2(*args, facts=None):
 
 def _part_of(name, B, mode):
     def part(sub, size, facts, lo, hi):
-        return call_function(_PART, name, _working(sub), B, mode, _vec(size), *facts, _vec(lo), _vec(hi))
+        return run("conv_part", name, _working(sub), B, mode, _vec(size), *facts, _vec(lo), _vec(hi))
     return part
 
 
@@ -272,7 +271,7 @@ def strided_convn(A, B, *args, facts=None):
     size = P.shape
 
     def engine(sub, firsts, shape, facts):
-        return call_function(_PART, "strided", _working(sub), Bw, _vec(stride), _vec(size), *facts,
+        return run("conv_part", "strided", _working(sub), Bw, _vec(stride), _vec(size), *facts,
                              *box(firsts, shape), *whole, is_corr)
 
     counted, P = _facts(P, facts)

@@ -3,9 +3,8 @@
 import numpy as np
 
 from .. import functions as vm
-from .. import _vlmathdsp
+from .. import _engine
 from ..errors import Error
-from ..host import _calling
 from ._layout import HostView, Unsupported, axis_index
 
 _FLOATS = (np.float32, np.float64, np.complex64, np.complex128)
@@ -70,7 +69,7 @@ def lfilter(b, a, x, axis=-1, zi=None):
         # Small calls: vectors of one type go straight to the engine's slot (the host's row,
         # filtered along), every check in the extension; a[0] == 0 and the rest take the path below.
         try:
-            r = _vlmathdsp.vectors_of_one_type(9, 2, b, a, x)
+            r = _engine.vectors_of_one_type("filter", 2, b, a, x)
         except Error:
             r = None
         if r is not None:
@@ -79,7 +78,7 @@ def lfilter(b, a, x, axis=-1, zi=None):
     if zi is None and type(x) is np.ndarray and x.ndim == 1 and x.size and (axis == -1 or axis == 0):
         # Vectors of mixed types: NumPy's promotion first.
         args = tuple(v.astype(np.result_type(b, a, x), copy=False) for v in (b, a, x))
-        r = _calling(lambda: _vlmathdsp.vectors_of_one_type(9, 2, *args), args)
+        r = _engine.vectors_of_one_type("filter", 2, *args)
         if r is not None:
             return r
     x = np.asarray(x)

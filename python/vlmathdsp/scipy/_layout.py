@@ -6,7 +6,7 @@ import os
 
 import numpy as np
 
-from .. import _vlmathdsp
+from .. import _engine
 from ..host import MAX_THREADS
 
 
@@ -99,8 +99,8 @@ def threads(workers):
     if count is None:
         yield
         return
-    _vlmathdsp.set_thread_num_threads(count)
+    _engine.set_thread_num_threads(count)
     try:
         yield
     finally:
-        _vlmathdsp.set_thread_num_threads(0)
+        _engine.set_thread_num_threads(0)

@@ -18,86 +18,265 @@ transforms' rounding. Single-precision data goes through double-precision transf
 not depend on the thread count.
 """
 
-import functools
-
 import scipy.signal
 
 from . import _convolution, _filters
-from ._docs import docstring
-from ._layout import Unsupported
+from ._face import face
+
+_SECTIONS = {
+    "inputs": ["in1, in2 : array_like", "    Of one number of dimensions; their common floating dtype is the result's."],
+    "mode": ["mode : {'full', 'valid', 'same'}, optional",
+             "    Every overlap (default), where one lies wholly inside the other, or in1's size centred."],
+    "method": ["method : {'auto', 'direct', 'fft'}, optional",
+               "    The exact direct sum, the transforms, or the one that costs less (default)."],
+    "boundary": ["boundary : {'fill'}, optional", "    Other boundaries are SciPy's.",
+                 "fillvalue : scalar, optional", "    0; other values are SciPy's."],
+    "axes": ["axes : None or sequence of int, optional", "    All axes; fewer are SciPy's."],
+    "out": ["out : ndarray", "    The convolution's or correlation's part that mode selects."],
+    "axis_zi": ["axis : int, optional", "    The axis to filter along (default -1).",
+                "zi : array_like, optional",
+                "    Initial conditions (see lfilter_zi); with them, the final ones are returned too."],
+    "filtered": ["y : ndarray", "    The filtered data, of the inputs' common floating dtype.",
+                 "zf : ndarray", "    With zi: the final conditions."],
+}
 
 
-def _face(implementation, signature, summary, parameters, returns, example, output):
-    name = implementation.__name__
-    scipys = getattr(scipy.signal, name)  # SciPy's own, kept should scipy.signal's name be rebound
-
-    @functools.wraps(implementation)
-    def function(*args, **kwargs):
-        try:
-            return implementation(*args, **kwargs)
-        except Unsupported:
-            return scipys(*args, **kwargs)
-
-    function.__module__ = __name__
-    function.__doc__ = docstring(name, "scipy.signal", signature, summary, parameters, returns, example, output)
-    return function
+def _signal(function):
+    return face(getattr(scipy.signal, function.__name__), _SECTIONS)(function)
 
 
-_INPUTS = ["in1, in2 : array_like", "    Of one number of dimensions; their common floating dtype is the result's."]
-_MODE = ["mode : {'full', 'valid', 'same'}, optional",
-         "    Every overlap (default), where one lies wholly inside the other, or in1's size centred."]
-_METHOD = ["method : {'auto', 'direct', 'fft'}, optional",
-           "    The exact direct sum, the transforms, or the one that costs less (default)."]
-_BOUNDARY = ["boundary : {'fill'}, optional", "    Other boundaries are SciPy's.",
-             "fillvalue : scalar, optional", "    0; other values are SciPy's."]
-_AXES = ["axes : None or sequence of int, optional", "    All axes; fewer are SciPy's."]
-_OUT = ["out : ndarray", "    The convolution's or correlation's part that mode selects."]
-_AXIS_ZI = ["axis : int, optional", "    The axis to filter along (default -1).",
-            "zi : array_like, optional", "    Initial conditions (see lfilter_zi); with them, the final ones are returned too."]
-_FILTERED = ["y : ndarray", "    The filtered data, of the inputs' common floating dtype.",
-             "zf : ndarray", "    With zi: the final conditions."]
+@_signal
+def convolve(in1, in2, mode='full', method='auto'):
+    """The N-dimensional convolution of in1 and in2, as ``scipy.signal.convolve``.
 
-convolve = _face(_convolution.convolve, "(in1, in2, mode='full', method='auto')",
-                 "The N-dimensional convolution of in1 and in2.", _INPUTS + _MODE + _METHOD, _OUT,
-                 "signal.convolve(np.array([1.0, 2.0, 3.0]), np.array([0.0, 1.0, 0.5]))",
-                 "array([0. , 1. , 2.5, 4. , 1.5])")
-correlate = _face(_convolution.correlate, "(in1, in2, mode='full', method='auto')",
-                  "The N-dimensional cross-correlation of in1 and in2.", _INPUTS + _MODE + _METHOD, _OUT,
-                  "signal.correlate(np.array([1.0, 2.0, 3.0]), np.array([0.0, 1.0, 0.5]), mode='same')",
-                  "array([2. , 3.5, 3. ])")
-convolve2d = _face(_convolution.convolve2d, "(in1, in2, mode='full', boundary='fill', fillvalue=0)",
-                   "The two-dimensional convolution of in1 and in2.", _INPUTS + _MODE + _BOUNDARY, _OUT,
-                   "signal.convolve2d(np.eye(3), np.array([[1.0, -1.0]]), mode='same')",
-                   "array([[ 1., -1.,  0.],\n       [ 0.,  1., -1.],\n       [ 0.,  0.,  1.]])")
-correlate2d = _face(_convolution.correlate2d, "(in1, in2, mode='full', boundary='fill', fillvalue=0)",
-                    "The two-dimensional cross-correlation of in1 and in2.", _INPUTS + _MODE + _BOUNDARY, _OUT,
-                    "signal.correlate2d(np.eye(3), np.array([[1.0, -1.0]]), mode='valid')",
-                    "array([[ 1.,  0.],\n       [-1.,  1.],\n       [ 0., -1.]])")
-fftconvolve = _face(_convolution.fftconvolve, "(in1, in2, mode='full', axes=None)",
-                    "The N-dimensional convolution, by the path that costs less.", _INPUTS + _MODE + _AXES, _OUT,
-                    "signal.fftconvolve(np.array([1.0, 2.0, 3.0]), np.array([1.0, 1.0]))", "array([1., 3., 5., 3.])")
-oaconvolve = _face(_convolution.oaconvolve, "(in1, in2, mode='full', axes=None)",
-                   "The N-dimensional convolution, by the path that costs less.", _INPUTS + _MODE + _AXES, _OUT,
-                   "signal.oaconvolve(np.array([1.0, 2.0, 3.0]), np.array([1.0, 1.0]), mode='valid')",
-                   "array([3., 5.])")
-lfilter = _face(_filters.lfilter, "(b, a, x, axis=-1, zi=None)",
-                "The rational transfer function b / a applied along one axis.",
-                ["b, a : array_like", "    Numerator and denominator coefficients (1-d); a[0] must not be 0.",
-                 "x : array_like", "    The data."] + _AXIS_ZI, _FILTERED,
-                "signal.lfilter([1.0], [1.0, -0.5], np.ones(4))", "array([1.   , 1.5  , 1.75 , 1.875])")
-sosfilt = _face(_filters.sosfilt, "(sos, x, axis=-1, zi=None)",
-                "A cascade of second-order sections applied along one axis.",
-                ["sos : array_like, (n_sections, 6)", "    Each row b0, b1, b2, 1, a1, a2.",
-                 "x : array_like", "    The data."] + _AXIS_ZI, _FILTERED,
-                "signal.sosfilt([[1.0, 0.0, 0.0, 1.0, -0.5, 0.0]], np.ones(4))", "array([1.   , 1.5  , 1.75 , 1.875])")
-dlsim = _face(_filters.dlsim, "(system, u, t=None, x0=None)",
-              "The response of a discrete-time system to the input u.",
-              ["system : dlti or tuple", "    (num, den, dt), (zeros, poles, gain, dt) or (A, B, C, D, dt).",
-               "u : array_like", "    One row per step.", "t : None, optional", "    Other times are SciPy's.",
-               "x0 : array_like, optional", "    The initial state (default zeros)."],
-              ["tout : ndarray", "    The times.", "yout : ndarray", "    The outputs, one row per step.",
-               "xout : ndarray", "    The states, one row per step."],
-              "signal.dlsim(([1.0], [1.0, -0.5], 1.0), np.ones(4))[1].ravel()", "array([0.  , 1.  , 1.5 , 1.75])")
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {method}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.convolve(np.array([1.0, 2.0, 3.0]), np.array([0.0, 1.0, 0.5]))
+    array([0. , 1. , 2.5, 4. , 1.5])
+    """
+    return _convolution.convolve(in1, in2, mode, method)
+
+
+@_signal
+def correlate(in1, in2, mode='full', method='auto'):
+    """The N-dimensional cross-correlation of in1 and in2, as ``scipy.signal.correlate``.
+
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {method}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.correlate(np.array([1.0, 2.0, 3.0]), np.array([0.0, 1.0, 0.5]), mode='same')
+    array([2. , 3.5, 3. ])
+    """
+    return _convolution.correlate(in1, in2, mode, method)
+
+
+@_signal
+def convolve2d(in1, in2, mode='full', boundary='fill', fillvalue=0):
+    """The two-dimensional convolution of in1 and in2, as ``scipy.signal.convolve2d``.
+
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {boundary}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.convolve2d(np.eye(3), np.array([[1.0, -1.0]]), mode='same')
+    array([[ 1., -1.,  0.],
+           [ 0.,  1., -1.],
+           [ 0.,  0.,  1.]])
+    """
+    return _convolution.convolve2d(in1, in2, mode, boundary, fillvalue)
+
+
+@_signal
+def correlate2d(in1, in2, mode='full', boundary='fill', fillvalue=0):
+    """The two-dimensional cross-correlation of in1 and in2, as ``scipy.signal.correlate2d``.
+
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {boundary}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.correlate2d(np.eye(3), np.array([[1.0, -1.0]]), mode='valid')
+    array([[ 1.,  0.],
+           [-1.,  1.],
+           [ 0., -1.]])
+    """
+    return _convolution.correlate2d(in1, in2, mode, boundary, fillvalue)
+
+
+@_signal
+def fftconvolve(in1, in2, mode='full', axes=None):
+    """The N-dimensional convolution, by the path that costs less, as ``scipy.signal.fftconvolve``.
+
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {axes}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.fftconvolve(np.array([1.0, 2.0, 3.0]), np.array([1.0, 1.0]))
+    array([1., 3., 5., 3.])
+    """
+    return _convolution.fftconvolve(in1, in2, mode, axes)
+
+
+@_signal
+def oaconvolve(in1, in2, mode='full', axes=None):
+    """The N-dimensional convolution, by the path that costs less, as ``scipy.signal.oaconvolve``.
+
+    Parameters
+    ----------
+    {inputs}
+    {mode}
+    {axes}
+
+    Returns
+    -------
+    {out}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.oaconvolve(np.array([1.0, 2.0, 3.0]), np.array([1.0, 1.0]), mode='valid')
+    array([3., 5.])
+    """
+    return _convolution.oaconvolve(in1, in2, mode, axes)
+
+
+@_signal
+def lfilter(b, a, x, axis=-1, zi=None):
+    """The rational transfer function b / a applied along one axis, as ``scipy.signal.lfilter``.
+
+    Parameters
+    ----------
+    b, a : array_like
+        Numerator and denominator coefficients (1-d); a[0] must not be 0.
+    x : array_like
+        The data.
+    {axis_zi}
+
+    Returns
+    -------
+    {filtered}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.lfilter([1.0], [1.0, -0.5], np.ones(4))
+    array([1.   , 1.5  , 1.75 , 1.875])
+    """
+    return _filters.lfilter(b, a, x, axis, zi)
+
+
+@_signal
+def sosfilt(sos, x, axis=-1, zi=None):
+    """A cascade of second-order sections applied along one axis, as ``scipy.signal.sosfilt``.
+
+    Parameters
+    ----------
+    sos : array_like, (n_sections, 6)
+        Each row b0, b1, b2, 1, a1, a2.
+    x : array_like
+        The data.
+    {axis_zi}
+
+    Returns
+    -------
+    {filtered}
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.sosfilt([[1.0, 0.0, 0.0, 1.0, -0.5, 0.0]], np.ones(4))
+    array([1.   , 1.5  , 1.75 , 1.875])
+    """
+    return _filters.sosfilt(sos, x, axis, zi)
+
+
+@_signal
+def dlsim(system, u, t=None, x0=None):
+    """The response of a discrete-time system to the input u, as ``scipy.signal.dlsim``.
+
+    Parameters
+    ----------
+    system : dlti or tuple
+        (num, den, dt), (zeros, poles, gain, dt) or (A, B, C, D, dt).
+    u : array_like
+        One row per step.
+    t : None, optional
+        Other times are SciPy's.
+    x0 : array_like, optional
+        The initial state (default zeros).
+
+    Returns
+    -------
+    tout : ndarray
+        The times.
+    yout : ndarray
+        The outputs, one row per step.
+    xout : ndarray
+        The states, one row per step.
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from vlmathdsp.scipy import signal
+    >>> signal.dlsim(([1.0], [1.0, -0.5], 1.0), np.ones(4))[1].ravel()
+    array([0.  , 1.  , 1.5 , 1.75])
+    """
+    return _filters.dlsim(system, u, t, x0)
 
 
 _LFILTER_ZI, _SOSFILT_ZI = scipy.signal.lfilter_zi, scipy.signal.sosfilt_zi

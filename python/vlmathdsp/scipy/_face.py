@@ -1,0 +1,45 @@
+"""What every face function shares: the hand-back to SciPy's own function for the calls the
+engine does not take, and the sections its docstring shares with its siblings."""
+
+import functools
+
+from ._layout import Unsupported
+
+
+def hand_back(name, scipys, args, kwargs):
+    """SciPy's own function with a call the face does not take (a test counts these by name)."""
+    return scipys(*args, **kwargs)
+
+
+def fill(doc, sections):
+    """doc with each line that is only "{key}" replaced by the lines of sections[key], indented as
+    that line was."""
+    lines = []
+    for line in doc.splitlines():
+        key = line.strip()
+        if key.startswith("{") and key.endswith("}") and key[1:-1] in sections:
+            indent = line[:len(line) - len(line.lstrip())]
+            lines.extend(indent + part if part else "" for part in sections[key[1:-1]])
+        else:
+            lines.append(line)
+    return "\n".join(lines)
+
+
+def face(scipys, sections=None):
+    """Decorator: the def, with SciPy's signature, as a face function. A call that raises
+    Unsupported goes to scipys (SciPy's own) with the same arguments; the docstring's shared
+    sections are filled in."""
+    def make(function):
+        name = function.__name__
+
+        @functools.wraps(function)
+        def call(*args, **kwargs):
+            try:
+                return function(*args, **kwargs)
+            except Unsupported:
+                return hand_back(name, scipys, args, kwargs)
+
+        if sections:
+            call.__doc__ = fill(function.__doc__, sections)
+        return call
+    return make

@@ -26,15 +26,16 @@ if [ "$mode" != --sanitize ]; then
   timeout --kill-after=30 1200 bash tests/install/pip_check.sh
   step "Python tests"
   VLMATHDSP_PACKAGE_PATH="$PWD/build/python" /usr/bin/python3 -m pytest -q tests/python
-  step "SciPy's own scipy.fft tests, with vlmathdsp.scipy.fft as the global backend"
-  scipy_fft_tests=$(/usr/bin/python3 -c "import os, scipy.fft; print(os.path.join(os.path.dirname(scipy.fft.__file__), 'tests'))")
+  step "SciPy's own scipy.fft tests, with vlmathdsp.scipy.fft as the only global backend"
+  scipy_tests=$(/usr/bin/python3 -c "import os, scipy; print(os.path.dirname(scipy.__file__))")
   (cd /tmp && PYTHONPATH="$OLDPWD/build/python:$OLDPWD/tests/scipy_suite" \
-    /usr/bin/python3 -m pytest -q -p backend_plugin -p no:cacheprovider "$scipy_fft_tests")
-  step "SciPy's own tests of scipy.signal's convolutions, filters and dlsim, with vlmathdsp.scipy.signal's"
-  scipy_signal_tests=$(/usr/bin/python3 -c "import os, scipy.signal; print(os.path.join(os.path.dirname(scipy.signal.__file__), 'tests'))")
+    /usr/bin/python3 -m pytest -q -p backend_plugin -p no:cacheprovider "$scipy_tests/fft/tests")
+  step "SciPy's own tests of scipy.signal and scipy.ndimage, with vlmathdsp.scipy.patch() in place"
   (cd /tmp && PYTHONPATH="$OLDPWD/build/python:$OLDPWD/tests/scipy_suite" \
-    /usr/bin/python3 -m pytest -q -p signal_plugin -p no:cacheprovider \
-    "$scipy_signal_tests/test_signaltools.py" "$scipy_signal_tests/test_dltisys.py")
+    /usr/bin/python3 -m pytest -q -p faces_plugin -p no:cacheprovider \
+    "$scipy_tests/signal/tests/test_signaltools.py" "$scipy_tests/signal/tests/test_dltisys.py" \
+    "$scipy_tests/signal/tests/test_spectral.py" "$scipy_tests/signal/tests/test_upfirdn.py" \
+    "$scipy_tests/ndimage/tests/test_filters.py")
   step "fuzz"
   /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
   step "fuzz, structured: argument lists valid for their built-in or one mutation away"

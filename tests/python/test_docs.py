@@ -14,14 +14,19 @@ import vlmathdsp
 import vlmathdsp.dask as dask_face
 import vlmathdsp.nn as nn
 import vlmathdsp.nn._modules  # noqa: F401  (the torch modules, made when first asked for)
+import scipy.ndimage
+
+import vlmathdsp.scipy
 import vlmathdsp.scipy.fft as fft_face
+import vlmathdsp.scipy.ndimage as ndimage_face
 import vlmathdsp.scipy.signal as signal_face
 
 MODULES = [vlmathdsp.functions, vlmathdsp.host, vlmathdsp.strings, vlmathdsp.errors, nn._functional, nn._modules,
-           fft_face, signal_face,
+           vlmathdsp.scipy, fft_face, signal_face, ndimage_face,
            dask_face, dask_face._convolution, dask_face._filtering, dask_face._tasks]
 PUBLIC = [(vlmathdsp, vlmathdsp.__all__), (nn, nn.__all__), (fft_face, fft_face.__all__),
-          (signal_face, signal_face.__all__), (dask_face, dask_face.__all__)]
+          (signal_face, signal_face.__all__), (ndimage_face, ndimage_face.__all__), (dask_face, dask_face.__all__),
+          (vlmathdsp.scipy, ["patch", "unpatch", "patched"])]
 
 
 def public_functions():
@@ -83,7 +88,8 @@ def parameter_names(function):
 
 @pytest.mark.parametrize("module, names, peer", [
     (vlmathdsp, vlmathdsp.__all__, None), (nn, nn.__all__, None), (fft_face, fft_face.__all__, scipy.fft),
-    (signal_face, signal_face.__all__, scipy.signal), (dask_face, dask_face.__all__, None)])
+    (signal_face, signal_face.__all__, scipy.signal), (ndimage_face, ndimage_face.__all__, scipy.ndimage),
+    (dask_face, dask_face.__all__, None)])
 def test_stubs_name_every_public_function_with_its_parameters(module, names, peer):
     stubs = stub_functions(module)
     for name in names:

@@ -14,7 +14,7 @@ class CountingBackend:
 
     @staticmethod
     def __ua_function__(method, args, kwargs):
-        counts.calls[method.__name__] += 1
+        counts.calls[f"fft.{method.__name__}"] += 1
         return ours.__ua_function__(method, args, kwargs)
 
 

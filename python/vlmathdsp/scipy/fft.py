@@ -847,7 +847,7 @@ def __ua_function__(method, args, kwargs):
             return implementation(*args, **kwargs)
         except Unsupported:
             pass
-    return _face.hand_back(name, scipys(name), args, kwargs)
+    return _face.hand_back(f"fft.{name}", scipys(name), args, kwargs)
 
 
 __all__ = _TRANSFORMS + ["fftfreq", "rfftfreq", "fftshift", "ifftshift", "next_fast_len", "set_workers",

@@ -8,6 +8,7 @@ import bench_scipy_signal
 import bench_fft
 import bench_filter
 import bench_ltitr
+import bench_ndimage
 import bench_network
 import bench_numpy_layout
 import bench_nn
@@ -21,5 +22,5 @@ if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
     for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm,
-                  bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal, bench_numpy_layout, bench_nn):
+                  bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal, bench_ndimage, bench_numpy_layout, bench_nn):
         bench.run(report)

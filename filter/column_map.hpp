@@ -4,10 +4,12 @@
 #pragma once
 
 #include <tuple>
+#include <type_traits>
 
 #include <oneapi/tbb/blocked_range.h>
 
 #include "filter/kernels/iir.hpp"
+#include "filter/kernels/iir_lanes.hpp"
 
 namespace vfl_filter {
 
@@ -55,6 +57,30 @@ struct KernelMap {
         } else {
             for (i64 c = r.begin(); c < r.end(); ++c) call(c);
         }
+    }
+};
+
+// The recursive kernel over whole columns, kIirLanes of them in step where the register form
+// takes them (real data, na == nb), the rest one by one.
+template <class... Args>
+struct KernelMap<MapOver::Columns, vlFilterIIR, Args...> {
+    vlFilterIIR kernel;
+    std::tuple<Args...> args;
+
+    void operator()(const tbb::blocked_range<i64>& r) const {
+        const auto& [na, a, nb, b, L, xCols, nz, ziCols, yCols, aC, bC, xC, ziC, yC] = args;
+        using T = std::remove_cv_t<std::remove_pointer_t<std::decay_t<decltype(a)>>>;
+        const bool real = !aC && !bC && !xC && !ziC && !yC;
+        i64 c = r.begin();
+        for (; real && c + kIirLanes <= r.end(); c += kIirLanes) {
+            const T *xs[kIirLanes], *zs[kIirLanes];
+            T* ys[kIirLanes];
+            for (int l = 0; l < kIirLanes; ++l)
+                xs[l] = bound(xCols, c + l, r), zs[l] = bound(ziCols, c + l, r), ys[l] = bound(yCols, c + l, r);
+            if (!iirLanes(na, a, nb, b, L, xs, nz, zs, ys)) break;
+        }
+        for (; c < r.end(); ++c)
+            std::apply([&](const auto&... arg) { kernel(bound(arg, c, r)...); }, args);
     }
 };
 

@@ -1,5 +1,6 @@
 // filter: checks, the working class, the filtered dimension first, initial conditions,
 // normalisation by a[0], the y and zf passes, and the way back to the caller's layout.
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -146,7 +147,9 @@ void filterOutputs(const Operands<T>& o, T* y) {
                            overColumns(vlFilterFIR{}, o.nb, o.b, o.L, xCols, o.order, ziCols, yCols, i64(0),  // mapColsFIR
                                        o.L, o.bC, o.xC, o.ziC, o.yC));
     } else {
-        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, i64(1),
+        // Tasks of kIirLanes columns where there are enough for every thread, so that they run in step.
+        const i64 threads = std::max<i64>(i64(services::threading::getNumComputationalThreads()), 1);
+        vlcommon::runRange(o.colsParallel, i64(0), o.nCols, std::clamp<i64>(o.nCols / threads, 1, kIirLanes),
                            overColumns(vlFilterIIR{}, o.na, o.a, o.nb, o.b, o.L, xCols, o.order, ziCols,  // mapColsIIR
                                        yCols, o.aC, o.bC, o.xC, o.ziC, o.yC));
     }

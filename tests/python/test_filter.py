@@ -194,17 +194,21 @@ def test_sparse_and_result_count_errors():
 
 
 @pytest.mark.parametrize("order", [1, 2, 8, 16, 17, 24, 32, 33])
-def test_the_register_delay_line_gives_the_bits_of_the_general_path(order):
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_the_register_delay_line_gives_the_bits_of_the_general_path(order, dtype, threads):
+    """Eleven columns: two groups that run in step and three alone, at 1 and 2 threads."""
     rng = np.random.default_rng(order)
-    b = rand(rng, order + 1)
-    a = stable_denominator(rng, order + 1)
-    x = rand(rng, (500, 3))
-    zi = rand(rng, (order, 3))
-    real = vm.filter(b, a, x, zi, nargout=2)
-    general = vm.filter(b, a, x.astype(complex), zi, nargout=2)  # complex data: the general kernel
-    assert general[0].dtype == np.float64
-    np.testing.assert_array_equal(real[0], general[0])
-    np.testing.assert_array_equal(real[1], general[1])
+    b = rand(rng, order + 1).astype(dtype)
+    a = stable_denominator(rng, order + 1).astype(dtype)
+    x = rand(rng, (500, 11)).astype(dtype)
+    zi = rand(rng, (order, 11)).astype(dtype)
+    general = vm.filter(b, a, x.astype(np.result_type(dtype, np.complex64)), zi, nargout=2)  # the general kernel
+    assert general[0].dtype == dtype
+    for count in (1, 2):
+        threads(count)
+        real = vm.filter(b, a, x, zi, nargout=2)
+        np.testing.assert_array_equal(real[0], general[0])
+        np.testing.assert_array_equal(real[1], general[1])
 
 
 def fir_in_order(b, x, zi):

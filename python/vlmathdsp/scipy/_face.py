@@ -26,11 +26,13 @@ def fill(doc, sections):
     return "\n".join(lines)
 
 
-def face(scipys, sections=None):
-    """Decorator: the def, with SciPy's signature, as a face function. A call that raises
-    Unsupported goes to scipys (SciPy's own) with the same arguments; the docstring's shared
-    sections are filled in."""
+def face(scipys, sections=None, module=None):
+    """Decorator: the def, with SciPy's signature, as a face function of `module` (default the
+    def's own). A call that raises Unsupported goes to scipys (SciPy's own) with the same
+    arguments; the docstring's shared sections are filled in."""
     def make(function):
+        if module is not None:
+            function.__module__ = module
         name = f"{function.__module__.rsplit('.', 1)[-1]}.{function.__name__}"
 
         @functools.wraps(function)
@@ -44,3 +46,9 @@ def face(scipys, sections=None):
             call.__doc__ = fill(function.__doc__, sections)
         return call
     return make
+
+
+def faces_of(scipy_module, module, sections=None):
+    """The decorator of the face functions of `module` (a name) for SciPy's `scipy_module`: each
+    hands back to SciPy's function of its name."""
+    return lambda function: face(getattr(scipy_module, function.__name__), sections, module)(function)

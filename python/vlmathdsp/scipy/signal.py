@@ -22,6 +22,7 @@ import scipy.signal
 
 from . import _convolution, _filters
 from ._face import face
+from ._zero_phase import filtfilt, lfiltic, sosfiltfilt
 
 _SECTIONS = {
     "inputs": ["in1, in2 : array_like", "    Of one number of dimensions; their common floating dtype is the result's."],
@@ -325,7 +326,7 @@ def sosfilt_zi(sos):
 
 
 __all__ = ["convolve", "correlate", "convolve2d", "correlate2d", "fftconvolve", "oaconvolve", "lfilter",
-           "lfilter_zi", "sosfilt", "sosfilt_zi", "dlsim"]
+           "lfilter_zi", "lfiltic", "sosfilt", "sosfilt_zi", "filtfilt", "sosfiltfilt", "dlsim"]
 
 
 def __dir__():

@@ -22,6 +22,7 @@ import scipy.signal
 
 from . import _convolution, _filters
 from ._face import face
+from ._resampling import decimate, hilbert, hilbert2, resample, resample_poly, upfirdn
 from ._zero_phase import filtfilt, lfiltic, sosfiltfilt
 
 _SECTIONS = {
@@ -326,7 +327,8 @@ def sosfilt_zi(sos):
 
 
 __all__ = ["convolve", "correlate", "convolve2d", "correlate2d", "fftconvolve", "oaconvolve", "lfilter",
-           "lfilter_zi", "lfiltic", "sosfilt", "sosfilt_zi", "filtfilt", "sosfiltfilt", "dlsim"]
+           "lfilter_zi", "lfiltic", "sosfilt", "sosfilt_zi", "filtfilt", "sosfiltfilt", "dlsim", "decimate",
+           "resample", "resample_poly", "upfirdn", "hilbert", "hilbert2"]
 
 
 def __dir__():

@@ -36,12 +36,13 @@ def _phase(host, h, start, step, count):
     return r[start:last + 1:step].T
 
 
-def _upfirdn(h, x, up, down, axis):
+def _upfirdn(h, x, up, down, axis, offset=0, n_out=None):
     """x upsampled by up (zeros between samples), convolved with h, and kept every down-th
-    sample: each output is one phase of h (its taps p, p + up, ...) over x, so phase by phase
-    on the engine, each output sample taken from the phase that makes it."""
+    sample from offset: each output is one phase of h (its taps p, p + up, ...) over x, so phase
+    by phase on the engine, each output sample taken from the phase that makes it."""
     n_in, taps = x.shape[axis], h.size
-    n_out = ((n_in - 1) * up + taps - 1) // down + 1
+    if n_out is None:
+        n_out = ((n_in - 1) * up + taps - 1) // down + 1
     moved = np.ascontiguousarray(np.moveaxis(x, axis, -1))
     lead = moved.shape[:-1]
     host = moved.reshape(-1, n_in).T
@@ -49,13 +50,48 @@ def _upfirdn(h, x, up, down, axis):
     period, step = up // g, down // g  # outputs r, r + period, ... read one phase at q, q + step, ...
     y = np.zeros((host.shape[1], n_out), x.dtype)
     for r in range(min(period, n_out)):
-        p, q = (r * down) % up, (r * down) // up
+        p, q = (offset + r * down) % up, (offset + r * down) // up
         if p >= taps:
             continue
         count = len(range(r, n_out, period))
         samples = _phase(host, np.ascontiguousarray(h[p::up]), q, step, count)
         y[:, r:r + period * samples.shape[1]:period] = samples
     return np.moveaxis(y.reshape(lead + (n_out,)), -1, axis)
+
+
+_MODES = ("constant", "symmetric", "reflect", "edge", "wrap", "smooth", "antisymmetric", "antireflect", "line")
+
+
+def _extended_signal(x, mode, cval, pad):
+    """x (samples along the last axis) with pad samples beyond each end, as upfirdn's mode
+    defines them (a single sample: the slopes are 0, its reflections itself)."""
+    n = x.shape[-1]
+    if n < 2 and mode in ("reflect", "smooth", "line", "antireflect"):
+        mode = "edge"
+    if mode == "constant":
+        return np.pad(x, [(0, 0)] * (x.ndim - 1) + [(pad, pad)], constant_values=cval)
+    if mode in ("symmetric", "reflect", "edge", "wrap"):
+        return np.pad(x, [(0, 0)] * (x.ndim - 1) + [(pad, pad)], mode=mode)
+    steps = np.arange(1, pad + 1, dtype=x.real.dtype)
+    if mode in ("smooth", "line"):
+        if mode == "smooth":
+            before, after = x[..., 1:2] - x[..., :1], x[..., -1:] - x[..., -2:-1]
+        else:
+            before = after = (x[..., -1:] - x[..., :1]) / (n - 1)
+        return np.concatenate((x[..., :1] - steps[::-1] * before, x, x[..., -1:] + steps * after), axis=-1)
+    e = x
+    # antisymmetric: x, -x reversed, x, ...; antireflect: point-reflected about each end sample.
+    while e.shape[-1] < n + 2 * pad:
+        m = e.shape[-1]
+        if mode == "antisymmetric":
+            left, right = -e[..., :min(m, pad)][..., ::-1], -e[..., m - min(m, pad):][..., ::-1]
+        else:
+            k = min(m - 1, pad)
+            left = 2 * e[..., :1] - e[..., 1:k + 1][..., ::-1]
+            right = 2 * e[..., -1:] - e[..., m - 1 - k:m - 1][..., ::-1]
+        e = np.concatenate((left, e, right), axis=-1)
+    extra = (e.shape[-1] - n) // 2 - pad
+    return e[..., extra:e.shape[-1] - extra]
 
 
 def _rate(value, name):
@@ -103,10 +139,21 @@ def upfirdn(h, x, up=1, down=1, axis=-1, mode='constant', cval=0):
     if up < 1 or down < 1:
         raise ValueError(f"Both up and down must be >= 1: up={up}, down={down}")
     dtype = np.result_type(h.dtype, x.dtype, np.float32)
-    if dtype.type not in _ENGINE or mode != "constant" or cval != 0 or x.ndim == 0 or x.size == 0:
+    mode = mode.lower() if isinstance(mode, str) else mode
+    if mode not in _MODES:
+        raise ValueError(f"Unknown mode: mode={mode!r}")
+    if dtype.type not in _ENGINE or x.ndim == 0 or x.size == 0:
         raise Unsupported
     axis = axis_index(axis, x.ndim)
-    return _upfirdn(h.astype(dtype), x.astype(dtype), up, down, axis)
+    h, x = h.astype(dtype), x.astype(dtype)
+    if mode == "constant" and cval == 0:
+        return _upfirdn(h, x, up, down, axis)
+    # The samples beyond the ends that reach an output, made as the mode makes them; the
+    # outputs then start where x's own first output stands.
+    pad = (h.size - 1) // up
+    extended = _extended_signal(np.moveaxis(x, axis, -1), mode, cval, pad)
+    n_out = ((x.shape[axis] - 1) * up + h.size - 1) // down + 1
+    return _upfirdn(h, np.moveaxis(extended, -1, axis), up, down, axis, pad * up, n_out)
 
 
 @_signal
@@ -150,8 +197,11 @@ def resample_poly(x, up, down, axis=0, window=('kaiser', 5.0), padtype='constant
     if cval is not None and padtype != "constant":
         raise ValueError(f"cval has no effect when padtype is {padtype!r}")
     backgrounds = {"mean": np.mean, "median": np.median, "minimum": np.amin, "maximum": np.amax}
-    if (padtype != "constant" and padtype not in backgrounds) or x.dtype.type not in _ENGINE or x.ndim == 0:
-        raise Unsupported  # SciPy's extensions and errors, and its dtypes
+    if padtype not in _MODES and padtype not in backgrounds:
+        raise ValueError(f"padtype must be one of: maximum, mean, median, minimum, {', '.join(_MODES)}: "
+                         f"padtype={padtype!r}")
+    if x.dtype.type not in _ENGINE or x.ndim == 0:
+        raise Unsupported  # SciPy's dtypes
     g = math.gcd(up, down)
     up, down = up // g, down // g
     if up == down == 1:
@@ -175,13 +225,13 @@ def resample_poly(x, up, down, axis=0, window=('kaiser', 5.0), padtype='constant
     while ((n_in - 1) * up + h.size + before + after - 1) // down + 1 < n_out + skip:
         after += 1
     h = np.concatenate((np.zeros(before, h.dtype), h, np.zeros(after, h.dtype)))
-    background = None
+    background, mode = None, "constant"
     if padtype in backgrounds:
         background = backgrounds[padtype](x, axis=axis, keepdims=True)
         x = x - background
-    elif cval not in (None, 0):
-        raise Unsupported
-    y = upfirdn.__wrapped__(h, x, up, down, axis)
+    else:
+        mode = padtype
+    y = upfirdn.__wrapped__(h, x, up, down, axis, mode, 0 if cval is None else cval)
     keep = [slice(None)] * x.ndim
     keep[axis] = slice(skip, skip + n_out)
     y = y[tuple(keep)]
@@ -303,8 +353,8 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
         The downsampling factor.
     n : int, optional
         The filter's order (default 8 for 'iir', 20 q for 'fir').
-    ftype : {'iir', 'fir'}, optional
-        A Chebyshev type I filter (default) or a Hamming-window FIR; a dlti system is SciPy's.
+    ftype : {'iir', 'fir'} or dlti, optional
+        A Chebyshev type I filter (default), a Hamming-window FIR, or the given system.
     axis : int, optional
         The axis (default -1).
     zero_phase : bool, optional
@@ -326,7 +376,7 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
     q = operator.index(q)
     n = None if n is None else operator.index(n)
     dtype = x.dtype if (x.dtype.kind in "fc" and x.dtype != np.float16) else np.dtype(np.float64)
-    if dtype.type not in _ENGINE or x.ndim == 0 or not isinstance(ftype, str):
+    if dtype.type not in _ENGINE or x.ndim == 0:
         raise Unsupported
     axis = axis_index(axis, x.ndim)
     where = [slice(None)] * x.ndim
@@ -336,8 +386,13 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
             return resample_poly.__wrapped__(x, 1, q, axis=axis, window=b)
         y = upfirdn.__wrapped__(b, x, 1, q, axis)
         where[axis] = slice(None, x.shape[axis] // q + bool(x.shape[axis] % q))
-    elif ftype == "iir":
-        sos = np.asarray(scipy.signal.cheby1(8 if n is None else n, 0.05, 0.8 / q, output="sos"), dtype)
+    elif ftype == "iir" or isinstance(ftype, scipy.signal.dlti):
+        if ftype == "iir":
+            sos = scipy.signal.cheby1(8 if n is None else n, 0.05, 0.8 / q, output="sos")
+        else:
+            system = ftype.to_zpk()
+            sos = scipy.signal.zpk2sos(system.zeros, system.poles, system.gain)
+        sos = np.asarray(sos, dtype)
         y = sosfiltfilt.__wrapped__(sos, x, axis) if zero_phase else _sosfilt(sos, x, axis)
         where[axis] = slice(None, None, q)
     else:

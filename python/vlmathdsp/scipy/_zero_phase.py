@@ -23,27 +23,36 @@ def _reverse(x, axis):
     return _take(x, axis, slice(None, None, -1))
 
 
+def extend_ends(x, axis, kind, n):
+    """x with n samples added at each end along axis: 'odd' (point-symmetric about the end
+    sample), 'even' (mirrored about it), 'constant' (the end sample repeated) or 'zeros'."""
+    if n < 1:
+        return x
+    if n > x.shape[axis] - 1 and kind in ("odd", "even"):
+        raise ValueError(f"The extension length n ({n}) is too big. It must not exceed x.shape[axis]-1, which is "
+                         f"{x.shape[axis] - 1}.")
+    first, last = _take(x, axis, slice(0, 1)), _take(x, axis, slice(-1, None))
+    if kind == "zeros":
+        left = right = np.zeros_like(np.repeat(first, n, axis=axis))
+    elif kind == "constant":
+        left, right = np.repeat(first, n, axis=axis), np.repeat(last, n, axis=axis)
+    else:
+        left = _take(x, axis, slice(n, 0, -1))
+        right = _take(x, axis, slice(-2, -(n + 2), -1))
+        if kind == "odd":
+            left, right = 2 * first - left, 2 * last - right
+    return np.concatenate((left, x, right), axis=axis)
+
+
 def _extended(x, axis, padtype, padlen, taps):
-    """(edge, x extended by edge samples at each end): odd (point-symmetric about the end
-    sample), even (mirrored about it) or constant (the end sample repeated)."""
+    """(edge, x extended by edge samples at each end as padtype says)."""
     if padtype not in _PADTYPES:
         raise ValueError(f"Unknown value '{padtype}' given to padtype. padtype must be 'even', 'odd', 'constant', "
                          "or None.")
     edge = 0 if padtype is None else (3 * taps if padlen is None else int(padlen))
     if x.shape[axis] <= edge:
         raise ValueError(f"The length of the input vector x must be greater than padlen, which is {edge}.")
-    if edge < 1:
-        return edge, x
-    first, last = _take(x, axis, slice(0, 1)), _take(x, axis, slice(-1, None))
-    if padtype == "constant":
-        left = np.repeat(first, edge, axis=axis)
-        right = np.repeat(last, edge, axis=axis)
-    else:
-        left = _take(x, axis, slice(edge, 0, -1))
-        right = _take(x, axis, slice(-2, -(edge + 2), -1))
-        if padtype == "odd":
-            left, right = 2 * first - left, 2 * last - right
-    return edge, np.concatenate((left, x, right), axis=axis)
+    return edge, (x if edge < 1 else extend_ends(x, axis, padtype, edge))
 
 
 def _states(zi, ndim, axis, leading=()):

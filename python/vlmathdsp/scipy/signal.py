@@ -23,6 +23,7 @@ import scipy.signal
 from . import _convolution, _filters
 from ._face import face
 from ._resampling import decimate, hilbert, hilbert2, resample, resample_poly, upfirdn
+from ._spectral import coherence, csd, istft, periodogram, spectrogram, stft, welch
 from ._zero_phase import filtfilt, lfiltic, sosfiltfilt
 
 _SECTIONS = {
@@ -328,7 +329,8 @@ def sosfilt_zi(sos):
 
 __all__ = ["convolve", "correlate", "convolve2d", "correlate2d", "fftconvolve", "oaconvolve", "lfilter",
            "lfilter_zi", "lfiltic", "sosfilt", "sosfilt_zi", "filtfilt", "sosfiltfilt", "dlsim", "decimate",
-           "resample", "resample_poly", "upfirdn", "hilbert", "hilbert2"]
+           "resample", "resample_poly", "upfirdn", "hilbert", "hilbert2", "welch", "csd", "periodogram", "coherence",
+           "spectrogram", "stft", "istft"]
 
 
 def __dir__():

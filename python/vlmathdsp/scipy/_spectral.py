@@ -39,11 +39,18 @@ def _window(window, nperseg, length):
     return win, win.shape[0]
 
 
+def _without_mean(frames):
+    """The segments less their means, as scipy.signal.detrend's 'constant' makes them."""
+    return np.subtract(frames, frames.mean(axis=-1, keepdims=True))
+
+
 def _detrender(detrend):
     if not detrend:
         return None
     if callable(detrend):
         return detrend
+    if detrend == "constant":
+        return _without_mean
     return lambda d: scipy.signal.detrend(d, type=detrend, axis=-1)
 
 
@@ -62,7 +69,10 @@ def _transformed(x, win, detrend, nperseg, noverlap, nfft, onesided):
     frames = _segments(x, nperseg, noverlap)
     if detrend is not None:
         frames = detrend(frames)
-    frames = frames * win
+    if detrend is _without_mean and frames.dtype == np.result_type(frames, win):
+        frames *= win  # a new array already
+    else:
+        frames = frames * win
     if onesided:
         return _fft.rfft(frames, n=nfft)
     X = _fft.fft(frames, n=nfft)
@@ -74,10 +84,11 @@ def _transformed(x, win, detrend, nperseg, noverlap, nfft, onesided):
 
 
 def _helper(x, y, fs, window, nperseg, noverlap, nfft, detrend, return_onesided, scaling, axis, mode,
-            boundary=None, padded=False):
+            boundary=None, padded=False, mean=False):
     """(frequencies, segment times, the scaled products conj(X) Y or the scaled transforms X), the
     segments' axis last and the frequencies' before it, as SciPy's spectral functions compute
-    them."""
+    them. With mean, the products' mean over the segments, summed as they are formed, in a
+    segments' axis of one."""
     if mode not in ("psd", "stft"):
         raise ValueError(f"Unknown value for mode {mode}, must be one of: {{'psd', 'stft'}}")
     if boundary not in _BOUNDARIES:
@@ -142,14 +153,25 @@ def _helper(x, y, fs, window, nperseg, noverlap, nfft, detrend, return_onesided,
         warnings.warn("Input data is complex, switching to return_onesided=False", stacklevel=4)
     freqs = _fft.rfftfreq(nfft, 1 / fs) if onesided else _fft.fftfreq(nfft, 1 / fs)
     detrender = _detrender(detrend)
+    if mode == "stft":  # the transforms are linear: the scale goes into the window
+        win, scale = win * scale, 1.0
     X = _transformed(x, win, detrender, nperseg, noverlap, nfft, onesided)
-    if not same:
+    if mean and mode == "psd" and X.shape[-2] > 1:
+        if same:  # the sum over segments of re^2 + im^2, read once
+            parts = X.view(X.real.dtype)
+            total = np.einsum("...ij,...ij->...j", parts, parts)
+            result = (total[..., 0::2] + total[..., 1::2])[..., np.newaxis, :] / X.shape[-2]
+        else:
+            Y = _transformed(y, win, detrender, nperseg, noverlap, nfft, onesided)
+            result = np.einsum("...ij,...ij->...j", np.conjugate(X), Y)[..., np.newaxis, :] / X.shape[-2]
+    elif not same:
         result = np.conjugate(X) * _transformed(y, win, detrender, nperseg, noverlap, nfft, onesided)
     elif mode == "psd":
         result = X.real * X.real + X.imag * X.imag
     else:
         result = X
-    result *= scale
+    if scale != 1.0:
+        result *= scale
     if onesided and mode == "psd":
         result[..., 1:-1 if nfft % 2 == 0 else None] *= 2
     times = np.arange(nperseg / 2, x.shape[-1] - nperseg / 2 + 1, step) / float(fs)
@@ -236,7 +258,7 @@ def csd(x, y, fs=1.0, window='hann', nperseg=None, noverlap=None, nfft=None, det
     0.25
     """
     freqs, _, P = _helper(x, y, fs, window, nperseg, noverlap, nfft, detrend, return_onesided, scaling, axis,
-                          "psd")
+                          "psd", mean=average == "mean")
     return freqs, _put_back(_average(P, average), axis, np.ndim(x))
 
 
@@ -270,7 +292,8 @@ def welch(x, fs=1.0, window='hann', nperseg=None, noverlap=None, nfft=None, detr
     0.25
     """
     x = np.asarray(x)
-    freqs, _, P = _helper(x, x, fs, window, nperseg, noverlap, nfft, detrend, return_onesided, scaling, axis, "psd")
+    freqs, _, P = _helper(x, x, fs, window, nperseg, noverlap, nfft, detrend, return_onesided, scaling, axis, "psd",
+                          mean=average == "mean")
     return freqs, _put_back(_average(P, average), axis, x.ndim).real
 
 

@@ -187,8 +187,8 @@ def resample_poly(x, up, down, axis=0, window=('kaiser', 5.0), padtype='constant
     --------
     >>> import numpy as np
     >>> from vlmathdsp.scipy import signal
-    >>> signal.resample_poly(np.ones(8), 1, 2, window=[0.5, 1.0, 0.5])
-    array([1., 1., 1., 1.])
+    >>> signal.resample_poly(np.ones(8), 1, 2, window=[0.25, 0.5, 0.25])
+    array([0.75, 1.  , 1.  , 1.  ])
     """
     x = np.asarray(x)
     up, down = _rate(up, "up"), _rate(down, "down")
@@ -369,8 +369,8 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
     --------
     >>> import numpy as np
     >>> from vlmathdsp.scipy import signal
-    >>> signal.decimate(np.ones(40), 4, ftype='fir')[2:8].round(6)
-    array([1., 1., 1., 1., 1., 1.])
+    >>> signal.decimate(np.cos(np.pi / 8 * np.arange(64)), 2)[10:14].round(3)
+    array([-0.   , -0.703, -0.997, -0.703])
     """
     x = np.asarray(x)
     q = operator.index(q)

@@ -334,7 +334,7 @@ def periodogram(x, fs=1.0, window='boxcar', nfft=None, detrend='constant', retur
     >>> import numpy as np
     >>> from vlmathdsp.scipy import signal
     >>> signal.periodogram(np.array([1.0, -1.0, 1.0, -1.0]))[1]
-    array([0., 0., 2.])
+    array([0., 0., 4.])
     """
     x = np.asarray(x)
     if x.size == 0:

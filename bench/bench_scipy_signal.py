@@ -40,6 +40,26 @@ def peer_rows(report):
         report.add(f"scipy.signal face: {name}", t[0], "scipy", t[1], 1.0)
 
 
+def analysis_rows(report):
+    """Zero-phase filtering, resampling and spectral analysis at the sizes users run them."""
+    rng = np.random.default_rng(2)
+    long = rng.standard_normal(10**7)
+    rows = rng.standard_normal((8, 10**6))
+    b, a = scipy.signal.butter(4, 0.2)
+    sos = scipy.signal.butter(8, 0.2, output="sos")
+    cases = [
+        ("welch 10^7, nperseg 1024", lambda m: m.welch(long, nperseg=1024)),
+        ("stft 10^7, nperseg 512", lambda m: m.stft(long, nperseg=512)),
+        ("sosfiltfilt order 8, 8 x 10^6", lambda m: m.sosfiltfilt(sos, rows)),
+        ("filtfilt order 4, 8 x 10^6", lambda m: m.filtfilt(b, a, rows)),
+        ("resample_poly 3/2 of 10^7", lambda m: m.resample_poly(long, 3, 2)),
+        ("hilbert 2^20", lambda m: m.hilbert(long[:2**20])),
+    ]
+    for name, work in cases:
+        t = median_times([lambda: work(face), lambda: work(scipy.signal)], repeats=5)
+        report.add(f"scipy.signal face: {name}", t[0], "scipy", t[1], 1.5)
+
+
 def overhead_rows(report):
     """The face's call against the host-convention call that does the same work."""
     rng = np.random.default_rng(1)
@@ -57,6 +77,7 @@ def overhead_rows(report):
 
 def run(report):
     peer_rows(report)
+    analysis_rows(report)
     overhead_rows(report)
 
 

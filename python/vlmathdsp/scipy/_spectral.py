@@ -125,16 +125,10 @@ def _helper(x, y, fs, window, nperseg, noverlap, nfft, detrend, return_onesided,
     if noverlap >= nperseg:
         raise ValueError(f"noverlap must be less than nperseg: noverlap={noverlap}, nperseg={nperseg}")
     step = nperseg - noverlap
-    if boundary is not None:
-        x = extend_ends(x, -1, boundary, nperseg // 2)
+    if boundary is not None or padded:
+        x = _framed(x, boundary, nperseg, step, padded)
         if not same:
-            y = extend_ends(y, -1, boundary, nperseg // 2)
-    if padded:
-        extra = (-(x.shape[-1] - nperseg) % step) % nperseg
-        if extra:
-            x = np.concatenate((x, np.zeros(x.shape[:-1] + (extra,), x.dtype)), axis=-1)
-            if not same:
-                y = np.concatenate((y, np.zeros(y.shape[:-1] + (extra,), y.dtype)), axis=-1)
+            y = _framed(y, boundary, nperseg, step, padded)
     if np.iscomplexobj(win):
         raise Unsupported  # complex windows: SciPy's
     if np.result_type(win, np.complex64) != outdtype:
@@ -181,6 +175,25 @@ def _helper(x, y, fs, window, nperseg, noverlap, nfft, detrend, return_onesided,
     if same and mode != "stft":
         result = result.real
     return freqs, times, np.moveaxis(result, -2, -1)
+
+
+def _framed(x, boundary, nperseg, step, padded):
+    """x with nperseg // 2 samples before and after it as boundary extends it, and zeros after
+    those that complete the last segment when padded, made in one array."""
+    ext = nperseg // 2 if boundary is not None else 0
+    n = x.shape[-1]
+    length = n + 2 * ext
+    extra = (-(length - nperseg) % step) % nperseg if padded else 0
+    if ext == 0 and extra == 0:
+        return x
+    out = np.zeros(x.shape[:-1] + (length + extra,), x.dtype)
+    out[..., ext:ext + n] = x
+    if ext and boundary != "zeros":
+        if boundary in ("odd", "even") and ext > n - 1:
+            extend_ends(x, -1, boundary, ext)  # its error
+        out[..., :ext] = extend_ends(x[..., :ext + 1], -1, boundary, ext)[..., :ext]
+        out[..., ext + n:length] = extend_ends(x[..., max(n - ext - 1, 0):], -1, boundary, ext)[..., -ext:]
+    return out
 
 
 def _median_bias(n):

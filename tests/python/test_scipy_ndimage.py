@@ -2,7 +2,6 @@
 shapes, dtypes and layouts, outputs), what it hands to SciPy, and the one switch that puts the
 faces in SciPy's place."""
 
-import itertools
 
 import numpy as np
 import pytest

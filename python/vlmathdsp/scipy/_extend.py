@@ -29,7 +29,8 @@ def modes(mode, ndim):
     else:
         given = list(mode)
         if len(given) != ndim:
-            raise RuntimeError("sequence argument must have length equal to input rank")
+            raise RuntimeError(f"sequence argument must have length equal to input rank: mode={given!r} for an "
+                               f"input of rank {ndim}")
     for m in given:
         if m not in _MODES:
             raise RuntimeError(f"boundary mode not supported: mode={m!r}")
@@ -42,7 +43,8 @@ def per_axis(value, ndim, name):
         return [value] * ndim
     values = list(value)
     if len(values) != ndim:
-        raise RuntimeError("sequence argument must have length equal to input rank")
+        raise RuntimeError(f"sequence argument must have length equal to input rank: {name}={values!r} for an "
+                           f"input of rank {ndim}")
     return values
 
 

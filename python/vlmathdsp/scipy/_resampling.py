@@ -49,10 +49,11 @@ def _upfirdn(h, x, up, down, axis, offset=0, n_out=None):
     g = math.gcd(up, down)
     period, step = up // g, down // g  # outputs r, r + period, ... read one phase at q, q + step, ...
     y = np.zeros((host.shape[1], n_out), x.dtype)
+    # Every phase of the same length, with zeros after h: a zero tap still meets its sample, so
+    # that a NaN reaches the outputs it reaches in SciPy's.
+    h = np.concatenate((h, np.zeros(-taps % up, h.dtype)))
     for r in range(min(period, n_out)):
         p, q = (offset + r * down) % up, (offset + r * down) // up
-        if p >= taps:
-            continue
         count = len(range(r, n_out, period))
         samples = _phase(host, np.ascontiguousarray(h[p::up]), q, step, count)
         y[:, r:r + period * samples.shape[1]:period] = samples

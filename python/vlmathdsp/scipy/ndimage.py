@@ -11,9 +11,9 @@ take SciPy's dtype: the input's (integers truncate, between the passes of a sepa
 well), or ``output``'s, an array that is written and returned, or a dtype.
 
 Where it differs from SciPy: single-precision input is filtered in single precision (SciPy
-works in double), so float32 results agree to float32's rounding. Separable filters of a matrix
-run as one separable convolution, whose rounding differs from two passes by an ulp. Results do
-not depend on the thread count. What the engine does not take goes to SciPy's own function:
+works in double), so float32 results agree to float32's rounding. A NaN or infinity in the
+input of ``uniform_filter`` reaches the outputs whose windows hold it (SciPy's running sums
+carry it to the end of the line). Results do not depend on the thread count. What the engine does not take goes to SciPy's own function:
 boolean, float16 and long double data, empty and 0-d arrays.
 """
 

@@ -19,6 +19,8 @@ STEPS = [
     ("low-pass filtering 8 channels of 20 s of audio (filter), against SciPy's lfilter", "audio_workload"),
     ("spectra of 8 x 2^20 samples, an image's 2-D spectrum and cosine transform, against NumPy and SciPy",
      "spectrum_workload"),
+    ("a SciPy user's own code (gaussian_filter, sobel, sosfiltfilt, welch) as it is, then with "
+     "vlmathdsp.scipy.patched()", "scipy_user_workload"),
     ("a 1 GiB stack of images blurred and transformed on a local cluster of two processes (vlmathdsp.dask)",
      "cluster_workload"),
 ]

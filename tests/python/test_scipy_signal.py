@@ -69,7 +69,7 @@ def test_convolution_dtypes_follow_scipy():
         for fn in ("convolve", "convolve2d", "fftconvolve", "correlate"):
             want = getattr(scipy.signal, fn)(a, b)
             assert getattr(ours, fn)(a, b).dtype == want.dtype, (fn, a.dtype, b.dtype)
-    # Integers, lists and non-zero fill values are SciPy's, with SciPy's results.
+    # Lists and non-zero fill values are SciPy's, with SciPy's results.
     ints = np.arange(12).reshape(3, 4)
     for got, want in [
         (ours.convolve(ints, ints[:2, :2]), scipy.signal.convolve(ints, ints[:2, :2])),
@@ -79,6 +79,30 @@ def test_convolution_dtypes_follow_scipy():
     ]:
         assert got.dtype == want.dtype
         np.testing.assert_allclose(got, want, rtol=1e-13, atol=1e-13)
+
+
+def test_integer_convolutions_are_exact_or_scipys(monkeypatch):
+    """Integers whose sums stay below 2^53 and the type's range are served in double precision and
+    rounded back, exactly as SciPy's integer arithmetic gives them; others go to SciPy, whose sums
+    wrap as its integer type does."""
+    from vlmathdsp.scipy import _face
+    handed = []
+    original = _face.hand_back
+    monkeypatch.setattr(_face, "hand_back", lambda name, *rest: (handed.append(name), original(name, *rest))[1])
+    rng = np.random.default_rng(10)
+    for dtype in (np.int8, np.uint16, np.int32, np.uint64):
+        a, b = rng.integers(0, 4, (40, 33)).astype(dtype), rng.integers(0, 2, (5, 4)).astype(dtype)
+        for fn in ("convolve", "correlate"):
+            for method in ("direct", "fft", "auto"):
+                got, want = getattr(ours, fn)(a, b, "same", method), getattr(scipy.signal, fn)(a, b, "same", method)
+                assert got.dtype == want.dtype and np.array_equal(got, want), (dtype, fn, method)
+        for fn in ("convolve2d", "correlate2d"):
+            got, want = getattr(ours, fn)(a, b, "valid"), getattr(scipy.signal, fn)(a, b, "valid")
+            assert got.dtype == want.dtype and np.array_equal(got, want), (dtype, fn)
+    assert handed == []
+    wraps = np.full(3, 200, np.uint8)
+    np.testing.assert_array_equal(ours.convolve(wraps, wraps), scipy.signal.convolve(wraps, wraps))
+    assert handed == ["signal.convolve"]
 
 
 def test_convolution_errors_are_scipys():

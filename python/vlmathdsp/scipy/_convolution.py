@@ -28,15 +28,38 @@ OVERLAP_BLOCK = 8
 OVERLAP_PER_DIRECT = 8.0
 
 
-def operands(in1, in2, names="in1 and in2"):
-    """in1, in2 in their common floating dtype; other kinds, empty and 0-d inputs are SciPy's."""
+def operands(in1, in2, names="in1 and in2", integers=False):
+    """in1, in2 in their common floating dtype; other kinds, empty and 0-d inputs are SciPy's.
+    With integers, integer inputs come as float64 too, where every sum is exact (see
+    integer_result)."""
     in1, in2 = np.asarray(in1), np.asarray(in2)
     if in1.ndim != in2.ndim:
         raise ValueError(f"{names} should have the same dimensionality: {in1.ndim} and {in2.ndim}")
     dtype = np.result_type(in1, in2)
-    if dtype.type not in _FLOATS or in1.size == 0 or in2.size == 0 or in1.ndim == 0:
+    if in1.size == 0 or in2.size == 0 or in1.ndim == 0:
+        raise Unsupported
+    if integers and dtype.kind in "iu" and _exact_in_double(in1, in2, dtype):
+        return in1.astype(np.float64), in2.astype(np.float64)
+    if dtype.type not in _FLOATS:
         raise Unsupported
     return in1.astype(dtype, copy=False), in2.astype(dtype, copy=False)
+
+
+def _exact_in_double(in1, in2, dtype):
+    """Whether every sum of products of in1 and in2 is bounded by max |in1| times the sum of |in2|
+    below 2^53 and the integer type's largest value: then double precision holds it exactly, and
+    SciPy's integer arithmetic does not wrap."""
+    big = float(np.max(np.abs(in1.astype(np.float64)))) * float(np.sum(np.abs(in2.astype(np.float64))))
+    return big < min(2.0 ** 53, float(np.iinfo(dtype).max))
+
+
+def integer_result(out, in1, in2):
+    """The result in the inputs' integer type, rounded from the transforms' approximation, as
+    SciPy returns it; floating results as they are."""
+    dtype = np.result_type(in1, in2)
+    if dtype.kind not in "iu":
+        return out
+    return np.rint(out).astype(dtype)
 
 
 def mode_of(mode):
@@ -163,15 +186,20 @@ def transforms_pay(in1, in2, mode):
 
 
 def convolve(in1, in2, mode="full", method="auto"):
+    given = np.asarray(in1), np.asarray(in2)
     mode = mode_of(mode)
     if method not in ("auto", "direct", "fft"):
         raise ValueError(f"Acceptable method flags are 'auto', 'direct', or 'fft', not method={method}")
-    in1, in2 = operands(in1, in2, "volume and kernel")
+    in1, in2 = operands(*given, "volume and kernel", integers=True)
+    return integer_result(_floating_convolve(in1, in2, mode, method), *given)
+
+
+def _floating_convolve(in1, in2, mode, method):
     if method == "fft":
         out = by_transforms_fastest(in1, in2, mode)
         if not np.isfinite(out.flat[0]):  # SciPy's test: a NaN or inf anywhere reaches everything
             warnings.warn("Use of fft convolution on input with NAN or inf results in NAN or inf output. "
-                          "Consider using method = 'direct' instead.", RuntimeWarning, stacklevel=3)
+                          "Consider using method = 'direct' instead.", RuntimeWarning, stacklevel=4)
         return out
     if method == "auto" and transforms_pay(in1, in2, mode):
         return by_transforms_fastest(in1, in2, mode)
@@ -183,8 +211,9 @@ def reverse_conj(x):
 
 
 def correlate(in1, in2, mode="full", method="auto"):
-    in1, in2 = operands(in1, in2)
-    return convolve(in1, reverse_conj(in2), mode, method)
+    given = np.asarray(in1), np.asarray(in2)
+    in1, in2 = operands(*given, integers=True)
+    return integer_result(convolve(in1, reverse_conj(in2), mode, method), *given)
 
 
 def _two_d(in1, in2, boundary, fillvalue):
@@ -193,20 +222,22 @@ def _two_d(in1, in2, boundary, fillvalue):
     in1, in2 = np.asarray(in1), np.asarray(in2)
     if in1.ndim != 2 or in2.ndim != 2:
         raise ValueError(f"convolve2d inputs must both be 2-D arrays, not {in1.ndim}-D and {in2.ndim}-D")
-    return operands(in1, in2)
+    return operands(in1, in2, integers=True)
 
 
 def convolve2d(in1, in2, mode="full", boundary="fill", fillvalue=0):
-    in1, in2 = _two_d(in1, in2, boundary, fillvalue)
-    return direct(in1, in2, mode_of(mode))
+    a, b = _two_d(in1, in2, boundary, fillvalue)
+    return integer_result(direct(a, b, mode_of(mode)), np.asarray(in1), np.asarray(in2))
 
 
 def correlate2d(in1, in2, mode="full", boundary="fill", fillvalue=0):
-    in1, in2 = _two_d(in1, in2, boundary, fillvalue)
+    a, b = _two_d(in1, in2, boundary, fillvalue)
     mode = mode_of(mode)
-    if swap_needed(mode, in1.shape, in2.shape):
-        return direct(in2, in1[::-1, ::-1].conj(), mode)[::-1, ::-1].copy()
-    return direct(in1, in2[::-1, ::-1].conj(), mode, centre_low=False)
+    if swap_needed(mode, a.shape, b.shape):
+        out = direct(b, a[::-1, ::-1].conj(), mode)[::-1, ::-1].copy()
+    else:
+        out = direct(a, b[::-1, ::-1].conj(), mode, centre_low=False)
+    return integer_result(out, np.asarray(in1), np.asarray(in2))
 
 
 def _all_axes(axes, ndim):

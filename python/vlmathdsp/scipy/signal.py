@@ -1,21 +1,25 @@
-"""scipy.signal's convolution and linear filtering over the library's engine, with SciPy's
-signatures, defaults and dtype rules::
+"""scipy.signal's convolution, filtering, resampling and spectral analysis over the library's
+engine, with SciPy's signatures, defaults and dtype rules::
 
     from vlmathdsp.scipy import signal
     y = signal.convolve2d(image, kernel, mode="same")
-    y, zf = signal.lfilter(b, a, x, zi=zi)
+    y = signal.sosfiltfilt(sos, x)
+    f, Pxx = signal.welch(x, fs=1000.0, nperseg=1024)
 
 Inputs are brought to their common floating dtype as SciPy does (float32 stays float32; float32
-with float64 gives float64). What the engine does not take is passed to SciPy's own function:
-integer, boolean, object and long double inputs, empty and 0-d arrays, ``boundary`` other than
-"fill" or a non-zero ``fillvalue``, ``axes`` of fftconvolve that are not all of the axes,
-coefficient arrays with ``a[0] == 0``, and ``dlsim`` with ``t``.
+with float64 gives float64). Integer convolutions whose sums stay below 2^53 and their type's
+range are computed in double precision and returned in the integer type, exactly as SciPy's
+integer arithmetic gives them. What the engine does not take is passed to SciPy's own function:
+integer sums that may wrap, boolean, object and long double inputs, empty and 0-d arrays,
+``boundary`` other than "fill" or a non-zero ``fillvalue``, ``axes`` of fftconvolve that are not
+all of the axes, coefficient arrays with ``a[0] == 0``, ``dlsim`` with ``t``, ``filtfilt`` with
+``method="gust"``, and complex windows.
 
 Where it differs from SciPy: ``convolve`` and ``correlate`` with ``method="auto"``, and
 ``fftconvolve`` and ``oaconvolve`` always, take the engine's direct sum or its transforms by an
 estimate of their cost, so an ``fftconvolve`` may come back exact where SciPy's carries the
-transforms' rounding. Single-precision data goes through double-precision transforms. Results do
-not depend on the thread count.
+transforms' rounding. Single-precision data goes through double-precision transforms in the
+convolutions. Results do not depend on the thread count.
 """
 
 import scipy.signal

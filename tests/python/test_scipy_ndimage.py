@@ -101,6 +101,10 @@ def test_complex_weights_and_per_axis_modes():
               getattr(scipy.ndimage, name)(x + 1j * x[::-1], w, cval=1 - 2j, mode="constant"))
     for name in ("correlate1d", "convolve1d"):
         close(getattr(ours, name)(x, w[:, 1], axis=0), getattr(scipy.ndimage, name)(x, w[:, 1], axis=0))
+    # Complex data with no imaginary part inside, and a complex border.
+    for name, args in [("correlate1d", ([1.0, 2.0, 1.0],)), ("gaussian_filter", (1.0,)), ("uniform_filter", (3,))]:
+        close(getattr(ours, name)(x + 0j, *args, mode="constant", cval=1 - 2j),
+              getattr(scipy.ndimage, name)(x + 0j, *args, mode="constant", cval=1 - 2j))
     with pytest.warns(UserWarning, match="promoting specified output dtype to complex"):
         r = ours.correlate1d(x, w[:, 0], output=np.float64)
     assert r.dtype == np.complex128

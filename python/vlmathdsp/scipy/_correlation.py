@@ -5,7 +5,7 @@ as one-dimensional passes, never as a dense kernel."""
 import numpy as np
 
 from .. import functions as vm
-from ._extend import extend
+from ._extend import extend, source
 
 _CONSTANT = ("constant", "grid-constant")
 
@@ -39,45 +39,67 @@ def correlate(x, weights, modes, cval, origin):
     return _valid(padded, weights[(slice(None, None, -1),) * weights.ndim])
 
 
+def _take(x, axis, index):
+    where = [slice(None)] * x.ndim
+    where[axis] = index
+    return x[tuple(where)]
+
+
+def _same(x, kernel):
+    """The engine's "same" convolution of x with kernel (of x's rank), in x's dtype (the engine
+    makes a complex result with no imaginary part real)."""
+    run = vm.conv2 if x.ndim <= 2 else vm.convn
+    return _back(run(_host(x), _host(kernel), "same"), x.shape).astype(x.dtype, copy=False)
+
+
+def _edge(x, axis, mode, cval, positions):
+    """The values the mode puts at positions outside x along axis."""
+    if mode in _CONSTANT:
+        shape = list(x.shape)
+        shape[axis] = positions.size
+        return np.full(shape, cval, x.dtype)
+    return x.take(source(mode, x.shape[axis], positions), axis=axis)
+
+
 def correlate1d(x, weights, axis, mode, cval, origin):
-    """correlate along one axis: the weights as a kernel of length 1 along every other axis."""
+    """correlate along one axis: the weights as a kernel of length 1 along every other axis. Where
+    the engine's "same" convolution centres the weights as the correlation does, x itself is
+    convolved, with no extended copy: every output whose taps lie inside x is the correlation's,
+    and the few at each end come from short strips, extended as the mode says."""
+    k, n = weights.size, x.shape[axis]
+    left = k // 2 + origin
+    right = k - 1 - left
     shape = [1] * x.ndim
-    shape[axis] = weights.size
-    origins = [0] * x.ndim
-    origins[axis] = origin
-    modes = [mode] * x.ndim
-    return correlate(x, weights.reshape(shape), modes, cval, origins)
-
-
-def _passes_at_once(x, passes, modes, cval):
-    """Whether the input can be extended along every filtered axis at once: each axis filtered
-    once, and no constant border but 0 (a pass would turn another axis' border of cval into
-    cval times its weights' sum, where its next pass must see cval)."""
-    axes = [p[0] for p in passes]
-    return len(set(axes)) == len(axes) and (cval == 0 or not any(modes[a] in _CONSTANT for a in axes))
+    shape[axis] = k
+    kernel = weights[::-1].reshape(shape)
+    if left != k - 1 - k // 2 or n < k:
+        origins = [0] * x.ndim
+        origins[axis] = origin
+        return correlate(x, weights.reshape(shape), [mode] * x.ndim, cval, origins)
+    y = _same(x, kernel)
+    ends = []
+    if left:
+        ends.append((slice(0, left), np.concatenate(
+            (_edge(x, axis, mode, cval, np.arange(-left, 0)), _take(x, axis, slice(0, left + right))), axis=axis)))
+    if right:
+        ends.append((slice(n - right, n), np.concatenate(
+            (_take(x, axis, slice(n - left - right, n)), _edge(x, axis, mode, cval, np.arange(n, n + right))),
+            axis=axis)))
+    for outputs, strip in ends:
+        count = outputs.stop - outputs.start
+        # A few outputs: the taps in ascending order, each product and sum rounded in x's dtype.
+        acc = weights[0] * _take(strip, axis, slice(0, count))
+        for t in range(1, k):
+            acc = acc + weights[t] * _take(strip, axis, slice(t, t + count))
+        y[tuple(outputs if a == axis else slice(None) for a in range(x.ndim))] = acc
+    return y
 
 
 def separable(x, passes, modes, cval, cast=None):
     """The 1-d correlations passes = [(axis, weights, origin, divisor)] in order, each result
     divided by its divisor (an integer filter's mean is its sum over its size, as a running sum
     makes it) and through cast (the dtype a pass writes to) before the next, so that a filter
-    gives the bits of its 1-d filters applied in turn. Where it can, the input is extended along
-    every axis first and each pass keeps its "valid" part: a pass filters the border of the axes
-    still to come as it filters their insides, which is the extension of its result."""
-    if _passes_at_once(x, passes, modes, cval):
-        pads = [(0, 0)] * x.ndim
-        for axis, weights, origin, _ in passes:
-            pads[axis] = _pads((weights.size,), (origin,))[0]
-        x = extend(x, pads, modes, cval)
-        for axis, weights, origin, divisor in passes:
-            shape = [1] * x.ndim
-            shape[axis] = weights.size
-            x = _valid(x, weights[::-1].reshape(shape))
-            if divisor != 1:
-                x /= divisor
-            if cast is not None:
-                x = cast(x)
-        return x
+    gives the bits of its 1-d filters applied in turn."""
     for axis, weights, origin, divisor in passes:
         x = correlate1d(x, weights, axis, modes[axis], cval, origin)
         if divisor != 1:

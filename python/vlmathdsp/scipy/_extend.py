@@ -7,7 +7,7 @@ import numpy as np
 _MODES = ("reflect", "grid-mirror", "mirror", "nearest", "wrap", "grid-wrap", "constant", "grid-constant")
 
 
-def _source(mode, n, positions):
+def source(mode, n, positions):
     """The index within 0..n-1 whose value the mode puts at each position outside it."""
     if mode in ("reflect", "grid-mirror"):  # d c b a | a b c d | d c b a, of period 2n
         q = positions % (2 * n)
@@ -70,5 +70,5 @@ def extend(x, pads, axis_modes, cval):
             if mode in ("constant", "grid-constant"):
                 padded[tuple(slab)] = cval
             else:
-                padded[tuple(slab)] = padded.take(before + _source(mode, n, positions), axis=a)
+                padded[tuple(slab)] = padded.take(before + source(mode, n, positions), axis=a)
     return padded

@@ -1,6 +1,7 @@
 """vlmathdsp: numeric built-ins (convolution, transforms, filtering, state space, network
 primitives) over NumPy arrays. Arguments take the host's order and form: dimensions are
-one-based, text options are str. `vlmathdsp.scipy.fft` has SciPy's conventions."""
+one-based, text options are str. Faces: `vlmathdsp.scipy` (fft, signal, ndimage) with SciPy's
+conventions, `vlmathdsp.nn` with PyTorch's, `vlmathdsp.dask` over chunked arrays."""
 
 __version__ = "0.1.0"  # the project's version in CMakeLists.txt, to three parts
 

@@ -1,6 +1,8 @@
 """The engine's entry points by name, in one table (the table's slots and the package functions),
 and the calls that the package and its faces make of them."""
 
+import functools
+
 import numpy as np
 
 from . import _vlmathdsp
@@ -61,11 +63,11 @@ def run(name, *args, nargout=1, principal=0):
     return calling(lambda: _vlmathdsp.call_function(FUNCTIONS[name], args, nargout, principal), args)
 
 
-def complex_of_vector(name, x, n=None):
-    """The slot's result for a non-empty native 1-d ndarray x of the engine's floating types (and a
-    length n), as complex of x's precision; None for any other x."""
-    slot = SLOTS[name]
-    return _vlmathdsp.complex_of_vector(slot, x) if n is None else _vlmathdsp.complex_of_vector(slot, x, n)
+def complex_of_vector(name):
+    """The slot's call f(x[, n]) for a small call: its result for a non-empty native 1-d ndarray x
+    of the engine's floating types (and a length n), as complex of x's precision; None for any
+    other x."""
+    return functools.partial(_vlmathdsp.complex_of_vector, SLOTS[name])
 
 
 def vectors_of_one_type(name, principal, *arrays):

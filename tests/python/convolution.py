@@ -6,14 +6,15 @@ import numpy as np
 import tolerance
 
 
-def random(rng, shape, dtype=np.float64, density=1.0):
-    """Normal values of the dtype in Fortran order; a density below 1 leaves the rest zero."""
+def random(rng, shape, dtype=np.float64, density=1.0, order="F"):
+    """Normal values of the dtype (complex: normal parts) in Fortran order, or the order given; a
+    density below 1 leaves the rest zero."""
     x = rng.standard_normal(shape)
     if np.dtype(dtype).kind == "c":
         x = x + 1j * rng.standard_normal(shape)
     if density < 1.0:
         x = x * (rng.random(shape) < density)
-    return np.asfortranarray(x.astype(dtype))
+    return np.asarray(x.astype(dtype), order=order)
 
 
 def sum_tolerance(A, B, single=False):

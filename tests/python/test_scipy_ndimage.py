@@ -9,6 +9,7 @@ import scipy.ndimage
 import scipy.signal
 
 import tolerance
+from convolution import random
 import vlmathdsp.scipy
 import vlmathdsp.scipy.ndimage as ours
 from transforms import assert_one_thread_matches_several
@@ -19,11 +20,8 @@ SHAPES = [(1,), (2,), (13,), (1, 1), (6, 1), (1, 7), (9, 11), (4, 3, 5), (2, 1, 
 
 
 def data(shape, dtype, seed):
-    rng = np.random.default_rng(seed)
-    x = rng.standard_normal(shape) * 4
-    if np.dtype(dtype).kind == "c":
-        x = x + 1j * rng.standard_normal(shape)
-    return x.astype(dtype)
+    """Normal values (complex: normal parts) times 4, of the dtype, C-ordered."""
+    return random(np.random.default_rng(seed), shape, dtype, order="C") * np.dtype(dtype).type(4)
 
 
 def close(got, want, terms=25):

@@ -9,6 +9,7 @@ import pytest
 import scipy.signal
 
 import tolerance
+from convolution import random
 import vlmathdsp.scipy.signal as ours
 from transforms import assert_one_thread_matches_several
 
@@ -16,11 +17,8 @@ DTYPES = [np.float64, np.float32, np.complex128]
 
 
 def data(shape, dtype, seed):
-    rng = np.random.default_rng(seed)
-    x = rng.standard_normal(shape)
-    if np.dtype(dtype).kind == "c":
-        x = x + 1j * rng.standard_normal(shape)
-    return x.astype(dtype)
+    """Normal values (complex: normal parts) of the dtype, C-ordered."""
+    return random(np.random.default_rng(seed), shape, dtype, order="C")
 
 
 def close(got, want, terms=64):

@@ -6,6 +6,7 @@ import numpy as np
 
 from .. import functions as vm
 from ._extend import extend, source
+from ._layout import along, take
 
 _CONSTANT = ("constant", "grid-constant")
 
@@ -37,12 +38,6 @@ def correlate(x, weights, modes, cval, origin):
     x and weights of one working dtype and rank."""
     padded = extend(x, _pads(weights.shape, origin), modes, cval)
     return _valid(padded, weights[(slice(None, None, -1),) * weights.ndim])
-
-
-def _take(x, axis, index):
-    where = [slice(None)] * x.ndim
-    where[axis] = index
-    return x[tuple(where)]
 
 
 def _same(x, kernel):
@@ -80,18 +75,18 @@ def correlate1d(x, weights, axis, mode, cval, origin):
     ends = []
     if left:
         ends.append((slice(0, left), np.concatenate(
-            (_edge(x, axis, mode, cval, np.arange(-left, 0)), _take(x, axis, slice(0, left + right))), axis=axis)))
+            (_edge(x, axis, mode, cval, np.arange(-left, 0)), take(x, axis, slice(0, left + right))), axis=axis)))
     if right:
         ends.append((slice(n - right, n), np.concatenate(
-            (_take(x, axis, slice(n - left - right, n)), _edge(x, axis, mode, cval, np.arange(n, n + right))),
+            (take(x, axis, slice(n - left - right, n)), _edge(x, axis, mode, cval, np.arange(n, n + right))),
             axis=axis)))
     for outputs, strip in ends:
         count = outputs.stop - outputs.start
         # A few outputs: the taps in ascending order, each product and sum rounded in x's dtype.
-        acc = weights[0] * _take(strip, axis, slice(0, count))
+        acc = weights[0] * take(strip, axis, slice(0, count))
         for t in range(1, k):
-            acc = acc + weights[t] * _take(strip, axis, slice(t, t + count))
-        y[tuple(outputs if a == axis else slice(None) for a in range(x.ndim))] = acc
+            acc = acc + weights[t] * take(strip, axis, slice(t, t + count))
+        y[along(x.ndim, axis, outputs)] = acc
     return y
 
 

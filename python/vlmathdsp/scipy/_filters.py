@@ -92,12 +92,18 @@ def lfilter(b, a, x, axis=-1, zi=None):
     return _run(b, a, x, axis, zi)
 
 
-def sosfilt(sos, x, axis=-1, zi=None):
-    sos, x = np.atleast_2d(sos), np.asarray(x)
+def as_sections(sos):
+    """sos as an array of second-order sections: one row b0, b1, b2, 1, a1, a2 each."""
+    sos = np.atleast_2d(sos)
     if sos.ndim != 2 or sos.shape[1] != 6:
-        raise ValueError("sos array must be shape (n_sections, 6)")
+        raise ValueError(f"sos array must be shape (n_sections, 6): sos of shape {sos.shape}")
     if not (sos[:, 3] == 1).all():
         raise ValueError("sos[:, 3] should be all ones")
+    return sos
+
+
+def sosfilt(sos, x, axis=-1, zi=None):
+    sos, x = as_sections(sos), np.asarray(x)
     if x.ndim == 0 or x.size == 0 or sos.shape[0] == 0:
         raise Unsupported
     axis = axis_index(axis, x.ndim)

@@ -51,6 +51,18 @@ def run_along(x, sizes, axes, whole, one, kept=None):
     return view.back(r, shape)
 
 
+def along(ndim, axis, index):
+    """The index of x[..., index, ...] with index at `axis` of `ndim`."""
+    where = [slice(None)] * ndim
+    where[axis] = index
+    return tuple(where)
+
+
+def take(x, axis, index):
+    """x[..., index, ...] with index at `axis`: a view for a slice."""
+    return x[along(x.ndim, axis, index)]
+
+
 def float_array(x):
     """x with SciPy's floating dtype: float16 to float32, integers and bools to float64; long
     doubles and other kinds are not the engine's."""

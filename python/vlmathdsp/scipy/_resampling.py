@@ -10,7 +10,7 @@ import scipy.signal
 from .. import functions as vm
 from . import fft as _fft
 from ._face import faces_of
-from ._layout import Unsupported, axis_index
+from ._layout import Unsupported, along, axis_index, take
 from ._zero_phase import sosfiltfilt
 from ._filters import sosfilt as _sosfilt
 
@@ -233,9 +233,7 @@ def resample_poly(x, up, down, axis=0, window=('kaiser', 5.0), padtype='constant
     else:
         mode = padtype
     y = upfirdn.__wrapped__(h, x, up, down, axis, mode, 0 if cval is None else cval)
-    keep = [slice(None)] * x.ndim
-    keep[axis] = slice(skip, skip + n_out)
-    y = y[tuple(keep)]
+    y = take(y, axis, slice(skip, skip + n_out))
     return y + background if background is not None else y
 
 
@@ -249,9 +247,7 @@ def _spectrum_resized(X, num, n, axis, real):
     kept = m // 2 + 1
 
     def at(index):
-        where = [slice(None)] * X.ndim
-        where[axis] = index
-        return tuple(where)
+        return along(X.ndim, axis, index)
     Y[at(slice(0, kept))] = X[at(slice(0, kept))]
     if not real and m > 2:
         Y[at(slice(kept - m, None))] = X[at(slice(kept - m, None))]
@@ -380,13 +376,12 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
     if dtype.type not in _ENGINE or x.ndim == 0:
         raise Unsupported
     axis = axis_index(axis, x.ndim)
-    where = [slice(None)] * x.ndim
     if ftype == "fir":
         b = np.asarray(scipy.signal.firwin((20 * q if n is None else n) + 1, 1.0 / q, window="hamming"), dtype)
         if zero_phase:
             return resample_poly.__wrapped__(x, 1, q, axis=axis, window=b)
         y = upfirdn.__wrapped__(b, x, 1, q, axis)
-        where[axis] = slice(None, x.shape[axis] // q + bool(x.shape[axis] % q))
+        kept = slice(None, x.shape[axis] // q + bool(x.shape[axis] % q))
     elif ftype == "iir" or isinstance(ftype, scipy.signal.dlti):
         if ftype == "iir":
             sos = scipy.signal.cheby1(8 if n is None else n, 0.05, 0.8 / q, output="sos")
@@ -395,10 +390,10 @@ def decimate(x, q, n=None, ftype='iir', axis=-1, zero_phase=True):
             sos = scipy.signal.zpk2sos(system.zeros, system.poles, system.gain)
         sos = np.asarray(sos, dtype)
         y = sosfiltfilt.__wrapped__(sos, x, axis) if zero_phase else _sosfilt(sos, x, axis)
-        where[axis] = slice(None, None, q)
+        kept = slice(None, None, q)
     else:
         raise ValueError(f"invalid ftype: ftype={ftype!r}")
-    return y[tuple(where)]
+    return take(y, axis, kept)
 
 
 def _analytic(n):
@@ -455,9 +450,7 @@ def hilbert(x, N=None, axis=-1):
     full = list(half.shape)
     full[axis] = n
     spectrum = np.zeros(full, half.dtype)
-    where = [slice(None)] * x.ndim
-    where[axis] = slice(0, half.shape[axis])
-    spectrum[tuple(where)] = half
+    spectrum[along(x.ndim, axis, slice(0, half.shape[axis]))] = half
     return _fft.ifft(spectrum, axis=axis)
 
 

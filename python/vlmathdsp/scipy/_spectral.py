@@ -10,7 +10,7 @@ from numpy.lib.stride_tricks import as_strided
 
 from . import fft as _fft
 from ._face import faces_of
-from ._layout import Unsupported
+from ._layout import Unsupported, take
 from ._zero_phase import extend_ends
 
 _signal = faces_of(scipy.signal, "vlmathdsp.scipy.signal")
@@ -357,9 +357,7 @@ def periodogram(x, fs=1.0, window='boxcar', nfft=None, detrend='constant', retur
     if nfft is None or nfft >= n:
         nperseg = n if nfft is None or nfft > n else nfft
     else:
-        where = [slice(None)] * x.ndim
-        where[axis] = slice(None, nfft)
-        x, nperseg, nfft = x[tuple(where)], nfft, None
+        x, nperseg, nfft = take(x, axis, slice(None, nfft)), nfft, None
     if hasattr(window, "size") and window.size != nperseg:
         raise ValueError(f"the size of the window must be the same size of the input on the specified axis: "
                          f"window of {window.size}, input of {nperseg}")

@@ -6,21 +6,14 @@ import scipy.signal
 
 from . import _filters
 from ._face import faces_of
-from ._layout import Unsupported, axis_index
+from ._layout import Unsupported, axis_index, take
 
 _signal = faces_of(scipy.signal, "vlmathdsp.scipy.signal")
 _PADTYPES = ("even", "odd", "constant", None)
 
 
-def _take(x, axis, index):
-    """x[..., index, ...] along axis, keeping the axis."""
-    where = [slice(None)] * x.ndim
-    where[axis] = index
-    return x[tuple(where)]
-
-
 def _reverse(x, axis):
-    return _take(x, axis, slice(None, None, -1))
+    return take(x, axis, slice(None, None, -1))
 
 
 def extend_ends(x, axis, kind, n):
@@ -31,14 +24,14 @@ def extend_ends(x, axis, kind, n):
     if n > x.shape[axis] - 1 and kind in ("odd", "even"):
         raise ValueError(f"The extension length n ({n}) is too big. It must not exceed x.shape[axis]-1, which is "
                          f"{x.shape[axis] - 1}.")
-    first, last = _take(x, axis, slice(0, 1)), _take(x, axis, slice(-1, None))
+    first, last = take(x, axis, slice(0, 1)), take(x, axis, slice(-1, None))
     if kind == "zeros":
         left = right = np.zeros_like(np.repeat(first, n, axis=axis))
     elif kind == "constant":
         left, right = np.repeat(first, n, axis=axis), np.repeat(last, n, axis=axis)
     else:
-        left = _take(x, axis, slice(n, 0, -1))
-        right = _take(x, axis, slice(-2, -(n + 2), -1))
+        left = take(x, axis, slice(n, 0, -1))
+        right = take(x, axis, slice(-2, -(n + 2), -1))
         if kind == "odd":
             left, right = 2 * first - left, 2 * last - right
     return np.concatenate((left, x, right), axis=axis)
@@ -60,6 +53,14 @@ def _states(zi, ndim, axis, leading=()):
     shape = [1] * ndim
     shape[axis] = zi.shape[-1]
     return zi.reshape(tuple(leading) + tuple(shape))
+
+
+def _forward_backward(run, ext, axis, zi, edge):
+    """run(data, initial conditions) forward over ext, then backward over its result, each
+    from zi times its first sample, with the edge samples at each end cut off."""
+    y = run(ext, zi * take(ext, axis, slice(0, 1)))
+    y = _reverse(run(_reverse(y, axis), zi * take(y, axis, slice(-1, None))), axis)
+    return take(y, axis, slice(edge, -edge)) if edge > 0 else y
 
 
 @_signal
@@ -107,10 +108,7 @@ def filtfilt(b, a, x, axis=-1, padtype='odd', padlen=None, method='pad', irlen=N
     axis = axis_index(axis, x.ndim)
     edge, ext = _extended(x, axis, padtype, padlen, max(len(a), len(b)))
     zi = _states(scipy.signal.lfilter_zi(b, a), x.ndim, axis)
-    y, _ = _filters.lfilter(b, a, ext, axis, zi * _take(ext, axis, slice(0, 1)))
-    y, _ = _filters.lfilter(b, a, _reverse(y, axis), axis, zi * _take(y, axis, slice(-1, None)))
-    y = _reverse(y, axis)
-    return _take(y, axis, slice(edge, -edge)) if edge > 0 else y
+    return _forward_backward(lambda data, z: _filters.lfilter(b, a, data, axis, z)[0], ext, axis, zi, edge)
 
 
 @_signal
@@ -144,9 +142,7 @@ def sosfiltfilt(sos, x, axis=-1, padtype='odd', padlen=None):
     >>> signal.sosfiltfilt([[0.5, 0.5, 0.0, 1.0, 0.0, 0.0]], np.array([0.0, 0.0, 4.0, 0.0, 0.0, 0.0, 0.0]))
     array([0., 1., 2., 1., 0., 0., 0.])
     """
-    sos, x = np.atleast_2d(sos), np.asarray(x)
-    if sos.ndim != 2 or sos.shape[1] != 6:
-        raise ValueError(f"sos array must be shape (n_sections, 6): sos of shape {sos.shape}")
+    sos, x = _filters.as_sections(sos), np.asarray(x)
     if x.ndim == 0 or sos.shape[0] == 0:
         raise Unsupported
     axis = axis_index(axis, x.ndim)
@@ -154,10 +150,7 @@ def sosfiltfilt(sos, x, axis=-1, padtype='odd', padlen=None):
     taps = 2 * sections + 1 - min(int((sos[:, 2] == 0).sum()), int((sos[:, 5] == 0).sum()))
     edge, ext = _extended(x, axis, padtype, padlen, taps)
     zi = _states(scipy.signal.sosfilt_zi(sos), x.ndim, axis, (sections,))
-    y, _ = _filters.sosfilt(sos, ext, axis, zi * _take(ext, axis, slice(0, 1)))
-    y, _ = _filters.sosfilt(sos, _reverse(y, axis), axis, zi * _take(y, axis, slice(-1, None)))
-    y = _reverse(y, axis)
-    return _take(y, axis, slice(edge, -edge)) if edge > 0 else y
+    return _forward_backward(lambda data, z: _filters.sosfilt(sos, data, axis, z)[0], ext, axis, zi, edge)
 
 
 @_signal

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <complex>
+#include <vector>
+
+#include "common/parallel_range.hpp"
 
 namespace vlmathdsp {
 
@@ -47,10 +50,15 @@ size_t nonZeros(const T* p, size_t count, bool complex) {
     return n;
 }
 
+struct Counted {
+    bool finite;
+    size_t nonZero;
+};
+
 // Non-zeros of `count` elements (pairs when complex) and whether every part is finite: each
 // block is read once for both; past the first block not finite, only the count goes on.
 template <class T, class Bits>
-ArrayFacts factsRun(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
+Counted factsRun(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
     const size_t parts = complex ? 2 : 1;
     size_t nonZero = 0;
     bool allFinite = true;
@@ -85,15 +93,40 @@ ArrayFacts factsRun(const T* p, size_t count, bool complex, Bits magnitude, Bits
         nonZero += found;
         allFinite = worst < infinity;
     }
-    return {allFinite, static_cast<float>(nonZero) / static_cast<float>(count)};
+    return {allFinite, nonZero};
+}
+
+// Elements per piece of a parallel scan. The pieces depend on the count alone, and their
+// counts of non-zeros are whole numbers, so the facts are those of the serial scan.
+constexpr size_t kFactsPiece = size_t(1) << 18;
+
+template <class T, class Bits>
+ArrayFacts factsOf(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
+    const size_t pieces = (count + kFactsPiece - 1) / kFactsPiece;
+    Counted all{true, 0};
+    if (pieces < 2) {
+        all = factsRun(p, count, complex, magnitude, infinity);
+    } else {
+        std::vector<Counted> piece(pieces);
+        {
+            ComputationalThreadScope scope;
+            vlcommon::forEachIndex(true, size_t(0), pieces, size_t(1), [&](size_t i) {
+                const size_t e0 = i * kFactsPiece;
+                piece[i] = factsRun(p + e0 * (complex ? 2 : 1), std::min(kFactsPiece, count - e0), complex, magnitude,
+                                    infinity);
+            });
+        }
+        for (const Counted& c : piece) all.finite = all.finite && c.finite, all.nonZero += c.nonZero;
+    }
+    return {all.finite, static_cast<float>(all.nonZero) / static_cast<float>(count)};
 }
 
 ArrayFacts facts(const float* p, size_t count, bool complex) {
-    return factsRun(p, count, complex, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
+    return factsOf(p, count, complex, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
 }
 
 ArrayFacts facts(const double* p, size_t count, bool complex) {
-    return factsRun(p, count, complex, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
+    return factsOf(p, count, complex, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
 }
 
 }  // namespace

@@ -24,17 +24,35 @@ void convWalk2D(const ConvFlags& flags, OutputOf<TFirst, TSecond>* out, size_t l
         // Rows where every tap of a second-operand column overlaps go through one register-blocked
         // sweep, the rows above and below through a row-by-row sweep, both in the walk's order.
         const size_t fullLo = std::min(std::max(r0, m2 - 1), r1), fullHi = std::max(fullLo, std::min(r1, m1));
+        // Neighbouring output columns with the same second-operand columns, each reading the
+        // first operand one column on, sweep their full rows together.
+        struct Run {
+            int64_t oc, fc, sc;
+            uint64_t pairs;
+            size_t columns;
+        } run{0, 0, 0, 0, 0};
+        const auto sweep = [&] {
+            if (run.columns && fullLo < fullHi)
+                fusedTapColumns(out + run.oc + (fullLo - r0), int64_t(ldOut), run.columns, fullHi - fullLo,
+                                first + run.fc + fullLo, int64_t(m1), second + run.sc + int64_t((run.pairs - 1) * m2),
+                                -int64_t(m2), run.pairs, m2);
+            run.columns = 0;
+        };
         walkDimPlan(cols, [&](int64_t oc, int64_t fc, int64_t sc, uint64_t pairs) {
-            auto* outColumn = out + oc;
             const TFirst* firstColumns = first + fc;
             const TSecond* lastSecond = second + sc + int64_t((pairs - 1) * m2);
-            partialTapRows(outColumn, r0, fullLo, firstColumns, int64_t(m1), lastSecond, -int64_t(m2), pairs, m1, m2);
-            if (fullLo < fullHi)
-                fusedTapRows(outColumn + (fullLo - r0), fullHi - fullLo, firstColumns + fullLo, int64_t(m1), lastSecond,
-                             -int64_t(m2), pairs, m2);
-            partialTapRows(outColumn + (fullHi - r0), fullHi, r1, firstColumns, int64_t(m1), lastSecond, -int64_t(m2),
+            partialTapRows(out + oc, r0, fullLo, firstColumns, int64_t(m1), lastSecond, -int64_t(m2), pairs, m1, m2);
+            partialTapRows(out + oc + (fullHi - r0), fullHi, r1, firstColumns, int64_t(m1), lastSecond, -int64_t(m2),
                            pairs, m1, m2);
+            const int64_t n = int64_t(run.columns);
+            if (!(run.columns && pairs == run.pairs && sc == run.sc && oc == run.oc + n * int64_t(ldOut) &&
+                  fc == run.fc + n * int64_t(m1))) {
+                sweep();
+                run = {oc, fc, sc, pairs, 0};
+            }
+            ++run.columns;
         });
+        sweep();
         return;
     }
     // Strided operands: each pair of columns walks the row plan tap by tap.

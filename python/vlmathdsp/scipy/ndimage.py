@@ -348,10 +348,8 @@ def _uniform_passes(size, origin):
         for a, (s, o) in enumerate(zip(sizes, origins)):
             if s > 1:
                 o = _check_origin(s, o)
-                # The sum, then the mean, as SciPy's running sum gives it: exact for integers, and
-                # unbiased in single precision, where 1 / s rounded would scale every output.
-                exact = integer or work.type in (np.float32, np.complex64)
-                chosen.append((a, np.ones(s, work), o, s) if exact else (a, np.full(s, 1 / s, work), o, 1))
+                # Integers: the sum, then the mean, as SciPy's running sum gives it.
+                chosen.append((a, np.ones(s, work), o, s) if integer else (a, np.full(s, 1 / s, work), o, 1))
         return chosen
     return passes
 

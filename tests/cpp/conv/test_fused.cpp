@@ -51,9 +51,39 @@ void checkAtOffsets() {
     }
 }
 
+// Output columns side by side: output c reads its pair p from x column c + p. Column counts
+// around the group of four, pair counts from one to more than the group, ragged row counts.
+template <class T>
+void checkColumns() {
+    std::mt19937_64 rng(sizeof(T) + 1);
+    for (size_t columns : {1, 3, 4, 5, 9})
+        for (size_t pairs : {1, 2, 7})
+            for (size_t count : {5, 67, 300}) {
+                const size_t taps = pairs == 2 ? 1 : 3, offset = (columns + count) % (64 / sizeof(T));
+                const ptrdiff_t xStride = ptrdiff_t(count + taps + 1), ldY = ptrdiff_t(count + 3);
+                Shifted<T> x((columns + pairs) * size_t(xStride), offset + taps, rng), g(pairs * taps, 1, rng);
+                Shifted<T> y(columns * size_t(ldY), offset, rng);
+                std::vector<T> expected(y.at, y.at + columns * size_t(ldY));
+                for (size_t c = 0; c < columns; ++c)
+                    for (size_t i = 0; i < count; ++i)
+                        for (size_t p = 0; p < pairs; ++p)
+                            for (size_t t = 0; t < taps; ++t)
+                                multiplyAdd(expected[c * size_t(ldY) + i], g.at[p * taps + t],
+                                            x.at[ptrdiff_t(c + p) * xStride + ptrdiff_t(i - t)]);
+                fusedTapColumns(y.at, ldY, columns, count, x.at, xStride, g.at, ptrdiff_t(taps), pairs, taps);
+                ASSERT_EQ(std::memcmp(y.at, expected.data(), expected.size() * sizeof(T)), 0)
+                    << columns << " columns, " << pairs << " pairs, " << count << " rows";
+            }
+}
+
 }  // namespace
 
 TEST(FusedSweeps, MisalignedPointersGiveThePlainLoopsBits) {
     checkAtOffsets<double>();
     checkAtOffsets<float>();
+}
+
+TEST(FusedSweeps, ColumnsSideBySideGiveThePlainLoopsBits) {
+    checkColumns<double>();
+    checkColumns<float>();
 }

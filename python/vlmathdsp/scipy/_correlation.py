@@ -81,12 +81,7 @@ def correlate1d(x, weights, axis, mode, cval, origin):
             (take(x, axis, slice(n - left - right, n)), _edge(x, axis, mode, cval, np.arange(n, n + right))),
             axis=axis)))
     for outputs, strip in ends:
-        count = outputs.stop - outputs.start
-        # A few outputs: the taps in ascending order, each product and sum rounded in x's dtype.
-        acc = weights[0] * take(strip, axis, slice(0, count))
-        for t in range(1, k):
-            acc = acc + weights[t] * take(strip, axis, slice(t, t + count))
-        y[along(x.ndim, axis, outputs)] = acc
+        y[along(x.ndim, axis, outputs)] = _valid(strip, kernel)
     return y
 
 

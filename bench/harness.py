@@ -67,14 +67,18 @@ def median_times(functions, repeats=7, warmup=1):
 
 
 class Report:
-    """Collects rows of (workload, our time, peer, peer time) and prints them as a table."""
+    """Collects rows of (workload, our time, peer, peer time) and prints them as a table; `family`
+    names the benchmark the next rows come from, and write() saves them all with the machine and
+    the date, for the documentation's plots."""
 
     def __init__(self, title):
         self.title = title
         self.rows = []
+        self.family = ""
 
     def add(self, workload, ours, peer, theirs, goal=None, note=""):
-        self.rows.append((workload, ours, peer, theirs, goal, note))
+        self.rows.append({"family": self.family, "workload": workload, "ours": ours, "peer": peer,
+                          "theirs": theirs, "goal": goal, "note": note})
         speedup = theirs / ours if ours > 0 else float("inf")
         goal_text = "" if goal is None else (f"  goal {goal:g}x: " + ("met" if speedup >= goal else "NOT met"))
         print(f"{workload:<44} ours {ours * 1e3:9.3f} ms   {peer} {theirs * 1e3:9.3f} ms"
@@ -83,3 +87,18 @@ class Report:
 
     def header(self):
         print(f"== {self.title} ==", flush=True)
+
+    def write(self, path):
+        import datetime
+        import json
+        import platform
+        import vlmathdsp
+        cpu = next((line.split(":", 1)[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name")),
+                   platform.processor())
+        machine = {"cpu": cpu, "cores": os.cpu_count(), "system": platform.platform(),
+                   "python": platform.python_version(), "threads": vlmathdsp.get_num_threads(),
+                   "library": os.path.basename(vlmathdsp.MODULE_PATH)}
+        with open(path, "w") as f:
+            json.dump({"date": datetime.datetime.now(datetime.timezone.utc).isoformat(timespec="minutes"),
+                       "machine": machine, "rows": self.rows}, f, indent=1)
+            f.write("\n")

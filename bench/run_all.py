@@ -1,4 +1,7 @@
-"""Runs every benchmark and prints the ratios against the peers."""
+"""Runs every benchmark and prints the ratios against the peers; with a path, also writes the
+rows there (JSON, with the machine and the date) for the documentation's performance page."""
+
+import sys
 
 import bench_conv2
 import bench_convn
@@ -23,4 +26,7 @@ if __name__ == "__main__":
     report.header()
     for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm,
                   bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal, bench_ndimage, bench_numpy_layout, bench_nn):
+        report.family = bench.__name__.removeprefix("bench_")
         bench.run(report)
+    if len(sys.argv) > 1:
+        report.write(sys.argv[1])

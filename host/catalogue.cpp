@@ -128,4 +128,8 @@ std::string catalogueText(const std::string& component, const std::string& key, 
 
 bool catalogueHas(const std::string& identifier) { return detail::catalogueHas(identifier); }
 
+std::vector<std::pair<std::string, std::string>> catalogueEntries() {
+    return {detail::catalogue().begin(), detail::catalogue().end()};
+}
+
 }  // namespace vlhost

@@ -31,20 +31,20 @@ enum vxClassID : int32_t {
     VX_INT64_CLASS = 14,
     VX_UINT64_CLASS = 15,
     VX_FUNCTION_CLASS = 16,
-    VX_OBJECT_CLASS = 17,  // classes of the class system, the string class among them
+    VX_OBJECT_CLASS = 17,  ///< classes of the class system, the string class among them
 };
 
 enum vxComplexity : int { vxREAL = 0, vxCOMPLEX = 1 };
 
-// Flag bits of the array record.
+/// Flag bits of the array record.
 constexpr uint32_t VX_FLAG_SPARSE = 0x10;
 constexpr uint32_t VX_FLAG_NUMERIC = 0x80;
-constexpr uint32_t VX_FLAG_COMPLEX = 0x880;  // both bits set means complex
+constexpr uint32_t VX_FLAG_COMPLEX = 0x880;  ///< both bits set means complex
 
-// The array record. The four leading fields are read directly; the rest belongs to the host.
+/// The array record. The four leading fields are read directly; the rest belongs to the host.
 struct vxArray_tag {
-    int32_t classID;   // above 16: ask _get_class_id_non_trivial
-    uint64_t numDims;  // at least 2
+    int32_t classID;   ///< above 16: ask _get_class_id_non_trivial
+    uint64_t numDims;  ///< at least 2
     uint32_t flags;
     void* data;
 

@@ -210,4 +210,5 @@ PYBIND11_MODULE(_vlmathdsp, m) {
     m.def("_set_malloc_ex_fail_after", [](long n) { vlhost::setMallocExFailAfter(n); });
     m.def("_plans_made", []() { return vfl_fft::fftwApi::getInstance().plansMade(); });
     m.def("package_functions", []() { return vlhost::packageFunctionNames(); });
+    m.def("catalogue", []() { return vlhost::catalogueEntries(); });
 }

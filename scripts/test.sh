@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Set-up, build, then what a newcomer does (the tour, pip install . from a pristine copy) and every
-# test: C++ under CTest, Python under pytest, a short fuzz run; then the same three again in the
+# test: C++ under CTest, Python under pytest, the documentation site, a short fuzz run; then the same three again in the
 # address- and undefined-behaviour-sanitizer build, a short coverage-guided fuzz run and the C++
 # tests under the thread sanitizer.
 #   bash scripts/test.sh                 # everything (CI)
@@ -36,6 +36,8 @@ if [ "$mode" != --sanitize ]; then
     "$scipy_tests/signal/tests/test_signaltools.py" "$scipy_tests/signal/tests/test_dltisys.py" \
     "$scipy_tests/signal/tests/test_spectral.py" "$scipy_tests/signal/tests/test_upfirdn.py" \
     "$scipy_tests/ndimage/tests/test_filters.py")
+  step "the documentation site, every warning an error, and its pages in headless Chromium"
+  bash scripts/docs.sh
   step "fuzz"
   /usr/bin/python3 tests/fuzz/fuzz.py --package build/python --cases 20000 --seed 1
   step "fuzz, structured: argument lists valid for their built-in or one mutation away"

@@ -45,3 +45,21 @@ class HostWarning(UserWarning):
     def __init__(self, message, identifier):
         super().__init__(message)
         self.identifier = identifier
+
+
+def catalogue():
+    """Every identifier an :class:`Error` or :class:`HostWarning` can carry, with its text.
+
+    Returns
+    -------
+    dict
+        Identifier to message text, "{0}" standing where the message shows an argument.
+
+    Examples
+    --------
+    >>> from vlmathdsp.errors import catalogue
+    >>> catalogue()["VELTRA:nomem"]
+    'Out of memory.'
+    """
+    from .host import _vlmathdsp
+    return dict(_vlmathdsp.catalogue())

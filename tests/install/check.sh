@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the build into a scratch prefix, then builds the README's C++ example against it with
-# pkg-config and with find_package, and runs each from another directory.
+# Installs the build into a scratch prefix, then builds the getting-started page's C++ example
+# (docs/getting_started/ltitr.cpp) against it with pkg-config and with find_package, and runs
+# each from another directory.
 #   bash tests/install/check.sh [build-dir]
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -8,9 +9,7 @@ build=${1:-build}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cmake --install "$build" --prefix "$scratch/prefix" > /dev/null
-# The first C++ block after the heading "From C++".
-awk '/^## From C\+\+/ { part = 1 } part && /^```cpp/ { on = 1; next } on && /^```/ { exit } on' README.md > "$scratch/ltitr.cpp"
-test -s "$scratch/ltitr.cpp"
+cp docs/getting_started/ltitr.cpp "$scratch/ltitr.cpp"
 expected=$'0 0\n1 0\n1.5 0\n1.75 0'
 libdir=$(ls -d "$scratch"/prefix/lib*/pkgconfig | head -1)
 # shellcheck disable=SC2046
@@ -24,4 +23,4 @@ for program in "$scratch/by_pkg_config" "$scratch/consumer/example"; do
     echo "install check: $program printed:"; echo "$got"; exit 1
   fi
 done
-echo "install check: the README's example built with pkg-config and with find_package, and ran"
+echo "install check: the getting-started example built with pkg-config and with find_package, and ran"

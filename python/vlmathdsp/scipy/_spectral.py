@@ -366,7 +366,7 @@ def periodogram(x, fs=1.0, window='boxcar', nfft=None, detrend='constant', retur
 
 @_signal_sections
 def coherence(x, y, fs=1.0, window='hann', nperseg=None, noverlap=None, nfft=None, detrend='constant', axis=-1):
-    """The magnitude-squared coherence |Pxy|**2 / (Pxx Pyy) by Welch's method, as
+    """The magnitude-squared coherence ``abs(Pxy)**2 / (Pxx * Pyy)`` by Welch's method, as
     ``scipy.signal.coherence``.
 
     Parameters

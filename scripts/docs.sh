@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 VLMATHDSP_EXTRA_PACKAGES="python3-sphinx python3-numpydoc python3-sphinx-gallery python3-matplotlib furo doxygen
-  python3-breathe chromium chromium-driver python3-selenium python3-pil ${VLMATHDSP_EXTRA_PACKAGES:-}" \
+  python3-breathe chromium chromium-driver fonts-liberation python3-selenium python3-pil ${VLMATHDSP_EXTRA_PACKAGES:-}" \
   bash scripts/setup.sh
 rm -rf build/docs docs/api/generated docs/auto_examples
 VLMATHDSP_PACKAGE_PATH="$PWD/build/python" MPLBACKEND=Agg \

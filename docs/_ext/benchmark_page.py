@@ -26,14 +26,6 @@ def rows_of(family):
     return [r for r in load()["rows"] if r["family"] == family]
 
 
-def families():
-    seen = []
-    for r in load()["rows"]:
-        if r["family"] not in seen:
-            seen.append(r["family"])
-    return seen
-
-
 def draw(family):
     """A horizontal bar per row: the speed-up against its peer, 1x and the goal marked."""
     import matplotlib.pyplot as plt

@@ -5,5 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 PYTHONPATH=build/python /usr/bin/python3 bench/run_all.py bench/results.json
+# The headline kernels against this machine's peak and bandwidth.
+PYTHONPATH=build/python /usr/bin/python3 bench/bench_roofline.py
 # The host's loops at each instruction-set level, side by side.
 build/bench/host_levels

@@ -20,7 +20,7 @@ if [ "$mode" != --sanitize ]; then
   timeout --kill-after=30 900 bash scripts/tour.sh
   step "C++ tests"
   (cd build && ctest -j"$(nproc)" --output-on-failure)
-  step "install, and the README's C++ example against the installed package"
+  step "install, and the getting-started C++ example against the installed package"
   bash tests/install/check.sh build
   step "pip install . into a virtual environment, offline, from a pristine copy of the source (no build folder)"
   timeout --kill-after=30 1200 bash tests/install/pip_check.sh

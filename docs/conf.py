@@ -10,7 +10,6 @@ ROOT = os.path.dirname(DOCS)
 PACKAGE = os.environ.get("VLMATHDSP_PACKAGE_PATH", os.path.join(ROOT, "build", "python"))
 OUT = os.environ.get("VLMATHDSP_DOCS_BUILD", os.path.join(ROOT, "build", "docs"))
 sys.path[:0] = [PACKAGE, os.path.join(DOCS, "_ext")]
-os.environ["PYTHONPATH"] = os.pathsep.join([PACKAGE] + os.environ.get("PYTHONPATH", "").split(os.pathsep))
 
 import vlmathdsp  # noqa: E402  (from the build named above)
 

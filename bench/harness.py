@@ -50,16 +50,17 @@ def peak_memory():
 SETTLE_SECONDS = 0.02
 
 
-def median_times(functions, repeats=7, warmup=1):
+def median_times(functions, repeats=7, warmup=1, pause=SETTLE_SECONDS):
     """Runs each function `warmup` times, then `repeats` rounds in which every function runs
-    once, in turn; returns the median seconds of each."""
+    once, in turn, `pause` seconds after the previous call; returns the median seconds of each."""
     for fn in functions:
         for _ in range(warmup):
             fn()
     samples = [[] for _ in functions]
     for _ in range(repeats):
         for i, fn in enumerate(functions):
-            time.sleep(SETTLE_SECONDS)
+            if pause:
+                time.sleep(pause)
             start = time.perf_counter()
             fn()
             samples[i].append(time.perf_counter() - start)

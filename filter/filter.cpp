@@ -26,7 +26,8 @@ constexpr size_t kChunkedColumnMin = 1024;
 struct Layout {
     size_t dim1;        // the filtered dimension, from 1
     bool permuted;
-    OwnedArray xWork;   // the filtered dimension first
+    OwnedArray xWork;   // the filtered dimension first (x itself when that is its layout)
+    const vxArray* x;
     size_t L, nCols;
 };
 
@@ -48,6 +49,7 @@ bool columnsParallel(size_t nCols, size_t L) {
 
 Layout filteredDimensionFirst(const vxArray* x, int nrhs, const vxArray* dim) {
     Layout l;
+    l.x = x;
     const size_t nd = x->numDims;
     const size_t* dims = x->get_dimensions();
     if (nrhs == 5) {
@@ -60,13 +62,15 @@ Layout filteredDimensionFirst(const vxArray* x, int nrhs, const vxArray* dim) {
     if (l.permuted) {
         l.xWork = OwnedArray(permuteDimension(x, l.dim1, nd, false));
     } else {
+        // Only singletons come before the filtered dimension (or x is empty): x's own data is
+        // already in order, L down each column and the other dimensions as columns.
         const size_t dim0 = l.dim1 - 1;
-        std::vector<size_t> sizes(nd + 1, 1);
-        if (dim0 < nd) sizes[0] = dims[dim0];
-        for (size_t i = 1; i <= dim0 && i <= nd; ++i) sizes[i] = dims[i - 1];
-        for (size_t i = dim0 + 1; i < nd; ++i) sizes[i] = dims[i];
-        l.xWork = OwnedArray(vxCreateSharedDataCopy(x));
-        vxSetDimensions(l.xWork.get(), sizes.data(), sizes.size());
+        l.xWork = OwnedArray(const_cast<vxArray*>(x), false);
+        l.L = dim0 < nd ? dims[dim0] : 1;
+        l.nCols = 1;
+        for (size_t i = 0; i < nd; ++i)
+            if (i != dim0) l.nCols *= dims[i];
+        return l;
     }
     l.L = l.xWork->get_dimensions()[0];
     l.nCols = vxGetN(l.xWork.get());
@@ -74,6 +78,19 @@ Layout filteredDimensionFirst(const vxArray* x, int nrhs, const vxArray* dim) {
 }
 
 // The stride between columns of initial conditions, after checking zi's shape.
+// The dimensions of x with the filtered one first, as an array of them would have.
+std::vector<size_t> workingDims(const Layout& l) {
+    const size_t nd = l.x->numDims, *dims = l.x->get_dimensions();
+    if (l.permuted) return std::vector<size_t>(l.xWork->get_dimensions(), l.xWork->get_dimensions() + l.xWork->numDims);
+    const size_t dim0 = l.dim1 - 1;
+    std::vector<size_t> sizes(nd + 1, 1);
+    if (dim0 < nd) sizes[0] = dims[dim0];
+    for (size_t i = 1; i <= dim0 && i <= nd; ++i) sizes[i] = dims[i - 1];
+    for (size_t i = dim0 + 1; i < nd; ++i) sizes[i] = dims[i];
+    while (sizes.size() > 2 && sizes.back() == 1) sizes.pop_back();
+    return sizes;
+}
+
 size_t initialConditionStride(const vxArray* zi, size_t order, const Layout& l) {
     const size_t* d = zi->get_dimensions();
     bool allZero = true;
@@ -84,8 +101,8 @@ size_t initialConditionStride(const vxArray* zi, size_t order, const Layout& l) 
         if (d[0] == order && d[1] == l.nCols) return l.nCols != 1 ? order : 0;
         raise<VELTRA::filter::invalidInitialConditions>();
     }
-    const size_t* w = l.xWork->get_dimensions();
-    if (d[0] != order || zi->numDims != l.xWork->numDims) raise<VELTRA::filter::invalidInitialConditions>();
+    const std::vector<size_t> w = workingDims(l);
+    if (d[0] != order || zi->numDims != w.size()) raise<VELTRA::filter::invalidInitialConditions>();
     for (size_t i = 1; i < zi->numDims; ++i)
         if (d[i] != w[i]) raise<VELTRA::filter::invalidInitialConditions>();
     return order;
@@ -194,7 +211,6 @@ OwnedArray inCallersLayout(OwnedArray y, const vxArray* x, const Layout& l) {
         vxSetDimensions(y.get(), l.xWork->get_dimensions(), l.xWork->numDims);
         return OwnedArray(permuteDimension(y.get(), l.dim1, x->numDims, true));
     }
-    vxSetDimensions(y.get(), x->get_dimensions(), x->numDims);
     return y;
 }
 
@@ -208,12 +224,16 @@ void filterBody(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs, const 
     for (int i = 0; i < nrhs; ++i) isComplex = isComplex || vxIsComplexFlags(prhs[i]);
 
     Layout l = filteredDimensionFirst(x, nrhs, nrhs == 5 ? prhs[4] : nullptr);
-    ComputationalThreadScope scope;
-    OwnedArray y(vxCreateNumericMatrix(l.L, l.nCols, workClass, isComplex ? vxCOMPLEX : vxREAL));
+    // Unpermuted, y is made in x's shape at once.
+    const vxComplexity complexity = isComplex ? vxCOMPLEX : vxREAL;
+    OwnedArray y(l.permuted ? vxCreateNumericMatrix(l.L, l.nCols, workClass, complexity)
+                            : vxCreateNumericArray(x->numDims, x->get_dimensions(), workClass, complexity));
     const i64 nb = i64(bArg->get_number_of_elements()), na = i64(aArg->get_number_of_elements());
     i64 order;
     if (Fir) order = std::max<i64>(nb, 1) - 1;
     else order = std::max(na, nb) == 0 ? 0 : std::max(na, nb) - 1;
+    ComputationalThreadScope scope(columnsParallel(l.nCols, l.L) ||
+                                   (l.nCols == 1 && std::max(l.L, size_t(order)) >= kChunkedColumnMin));
     const size_t ziStride = zi ? initialConditionStride(zi, size_t(order), l) : 0;
 
     Coefficients c = normalised<T, Fir>(bArg, aArg, na, workClass);

@@ -111,13 +111,17 @@ struct ArrayFacts {
 };
 ArrayFacts scanFacts(const vxArray* a);
 
-// Brackets a parallel region: closes it on leaving, also when the region throws.
+// Brackets a parallel region: closes it on leaving, also when the region throws. A region that
+// will not run on threads need not open one (opening retunes the BLAS, twice per call).
 class ComputationalThreadScope {
 public:
-    ComputationalThreadScope() : count_(services::threading::getNumComputationalThreads()) {
-        ompwrapper::setNumThreads(false, count_);
+    explicit ComputationalThreadScope(bool open = true)
+        : count_(open ? services::threading::getNumComputationalThreads() : 0) {
+        if (count_) ompwrapper::setNumThreads(false, count_);
     }
-    ~ComputationalThreadScope() { ompwrapper::setNumThreads(true, count_); }
+    ~ComputationalThreadScope() {
+        if (count_) ompwrapper::setNumThreads(true, count_);
+    }
     ComputationalThreadScope(const ComputationalThreadScope&) = delete;
     ComputationalThreadScope& operator=(const ComputationalThreadScope&) = delete;
 

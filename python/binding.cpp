@@ -90,9 +90,14 @@ py::object run(vxBuiltin fn, PyObject* const* args, size_t count, int nargout, i
     }
     vlhost::CallResult result;
     try {
-        SigintWatch watch(bytes >= kWatchedBytes);
-        py::gil_scoped_release nogil;
-        result = vlhost::call(fn, nargout, in.arrays);
+        // A short call keeps the GIL: releasing and taking it back costs more than it lets run.
+        if (bytes < kWatchedBytes) {
+            result = vlhost::call(fn, nargout, in.arrays);
+        } else {
+            SigintWatch watch(true);
+            py::gil_scoped_release nogil;
+            result = vlhost::call(fn, nargout, in.arrays);
+        }
     } catch (const vlhost::HostError& e) {
         // Python's handler had the signal too: KeyboardInterrupt, unless it chose otherwise.
         if (e.identifier == "VELTRA:interrupted" && PyErr_CheckSignals() != 0) throw py::error_already_set();

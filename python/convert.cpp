@@ -75,8 +75,13 @@ py::dtype dtypeOfClass(vxClassID id, bool complex) {
 }
 
 void releasePyObject(void* object) {
-    py::gil_scoped_acquire gil;
+    if (PyGILState_Check()) {  // the usual case: an argument let go after its call
+        Py_DECREF(static_cast<PyObject*>(object));
+        return;
+    }
+    const PyGILState_STATE state = PyGILState_Ensure();
     Py_DECREF(static_cast<PyObject*>(object));
+    PyGILState_Release(state);
 }
 
 // Host text is 16-bit code units, so a lone surrogate is kept as the unit it is.

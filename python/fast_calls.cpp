@@ -63,18 +63,32 @@ PyObject* complexOfVector(PyObject*, PyObject* const* args, Py_ssize_t count) {
     });
 }
 
-// vectors_of_one_type(slot, principal, *arrays): the slot's result for vectors of one type, as
-// that type.
+// The slot's result for vectors of one type, as that type; None for other arguments.
+PyObject* ofVectorsOfOneType(PyObject* const* args, Py_ssize_t count) {
+    if (count < 3) throw py::type_error("vectors_of_one_type takes a slot, a principal and arrays");
+    const int type = vectorType(args[2]);
+    if (type < 0) Py_RETURN_NONE;
+    for (Py_ssize_t k = 3; k < count; ++k)
+        if (vectorType(args[k]) != type) Py_RETURN_NONE;
+    const long principal = PyLong_AsLong(args[1]);
+    if (principal == -1 && PyErr_Occurred()) throw py::error_already_set();
+    return ofType(run(slotOf(args[0]), args + 2, size_t(count - 2), 1, int(principal)), type).release().ptr();
+}
+
+// vectors_of_one_type(slot, principal, *arrays)
 PyObject* vectorsOfOneType(PyObject*, PyObject* const* args, Py_ssize_t count) {
+    return guarded([&] { return ofVectorsOfOneType(args, count); });
+}
+
+// try_vectors_of_one_type(slot, principal, *arrays): None also where the engine raises; the
+// caller's full path then makes the error its own.
+PyObject* tryVectorsOfOneType(PyObject*, PyObject* const* args, Py_ssize_t count) {
     return guarded([&]() -> PyObject* {
-        if (count < 3) throw py::type_error("vectors_of_one_type takes a slot, a principal and arrays");
-        const int type = vectorType(args[2]);
-        if (type < 0) Py_RETURN_NONE;
-        for (Py_ssize_t k = 3; k < count; ++k)
-            if (vectorType(args[k]) != type) Py_RETURN_NONE;
-        const long principal = PyLong_AsLong(args[1]);
-        if (principal == -1 && PyErr_Occurred()) throw py::error_already_set();
-        return ofType(run(slotOf(args[0]), args + 2, size_t(count - 2), 1, int(principal)), type).release().ptr();
+        try {
+            return ofVectorsOfOneType(args, count);
+        } catch (const vlhost::HostError&) {
+            Py_RETURN_NONE;
+        }
     });
 }
 
@@ -86,6 +100,8 @@ PyMethodDef gFastCalls[] = {
      METH_FASTCALL,
      "The slot's result for non-empty NumPy vectors of one of the engine's floating types, as that type; "
      "None for any other values."},
+    {"try_vectors_of_one_type", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(tryVectorsOfOneType)),
+     METH_FASTCALL, "As vectors_of_one_type, and None where the engine raises an error."},
 };
 
 }  // namespace

@@ -29,16 +29,16 @@ void iirInRegisters(const T* a, const T* b, i64 L, const T* x, i64 nz, const T* 
     T w[Order + 1] = {};
     if (zi)
         for (i64 j = 0; j < std::min<i64>(nz, L); ++j) w[j] = zi[j];
-    T bb[Order + 1], aa[Order + 1];
-    for (int j = 0; j <= Order; ++j) bb[j] = b[j], aa[j] = a[j];
+    // (-y) * a is y * (-a) to the bit: the sign moves off the recursion's path.
+    T bb[Order + 1], na[Order + 1];
+    for (int j = 0; j <= Order; ++j) bb[j] = b[j], na[j] = -a[j];
     for (i64 i = 0; i < L; ++i) {
         const T xi = x[i];
         const T yi = w[0] + xi * bb[0];
         y[i] = yi;
-        const T s = -yi;
         w[Order] = T(0);
 #pragma GCC unroll 16
-        for (int j = 1; j <= Order; ++j) w[j - 1] = (w[j] + xi * bb[j]) + s * aa[j];
+        for (int j = 1; j <= Order; ++j) w[j - 1] = (w[j] + xi * bb[j]) + yi * na[j];
     }
 }
 

@@ -70,11 +70,13 @@ def complex_of_vector(name):
     return functools.partial(_vlmathdsp.complex_of_vector, SLOTS[name])
 
 
-def vectors_of_one_type(name, principal, *arrays):
-    """The slot's result for non-empty native 1-d ndarrays of one of the engine's floating types, as
-    that type; None for any other arrays. Errors name the arguments."""
-    slot = SLOTS[name]
-    return calling(lambda: _vlmathdsp.vectors_of_one_type(slot, principal, *arrays), arrays)
+def vectors_of_one_type(name, principal, quiet=False):
+    """The slot's call f(*arrays) for a small call: its result for non-empty native 1-d ndarrays of
+    one of the engine's floating types, as that type; None for any other arrays. Errors are the
+    engine's, not told the arguments: a caller that takes this path falls back to a full call.
+    A quiet call answers None for an error too."""
+    call = _vlmathdsp.try_vectors_of_one_type if quiet else _vlmathdsp.vectors_of_one_type
+    return functools.partial(call, SLOTS[name], principal)
 
 
 def half_spectrum(x, n, dim):

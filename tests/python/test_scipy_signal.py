@@ -10,6 +10,7 @@ import scipy.signal
 import tolerance
 from convolution import random
 import vlmathdsp.scipy.signal as ours
+from vlmathdsp import Error
 from transforms import assert_one_thread_matches_several
 
 MODES = ["full", "same", "valid"]
@@ -173,6 +174,10 @@ def test_lfilter_of_a_vector_takes_the_direct_call_with_the_same_bits():
     x = data(50, np.float64, 3)
     with pytest.raises(ValueError, match="a\\[0\\] == 0"):
         ours.lfilter(b, np.r_[0.0, a[1:]], x)
+    # an engine error on the direct call is raised by the general path, which names the arguments
+    with pytest.raises(Error, match="firstElementOfDenominatorFilterNotFinite") as caught:
+        ours.lfilter(b, np.r_[np.nan, a[1:]], x)
+    assert caught.value.called_with == "5 float64, 5 float64, 50 float64"
     for args in [(b, a, x.astype(">f8")), (b, a, np.arange(50)), (b[None], a, x)]:
         try:
             want = scipy.signal.lfilter(*args)

@@ -26,21 +26,36 @@ def fill(doc, sections):
     return "\n".join(lines)
 
 
-def face(scipys, sections=None, module=None):
+def face(scipys, sections=None, module=None, small=None):
     """Decorator: the def, with SciPy's signature, as a face function of `module` (default the
     def's own). A call that raises Unsupported goes to scipys (SciPy's own) with the same
-    arguments; the docstring's shared sections are filled in."""
+    arguments; the docstring's shared sections are filled in. small, a pair (count, fn), is tried
+    first on a call of exactly count positional arguments: fn's result unless it is None."""
     def make(function):
         if module is not None:
             function.__module__ = module
         name = f"{function.__module__.rsplit('.', 1)[-1]}.{function.__name__}"
 
-        @functools.wraps(function)
-        def call(*args, **kwargs):
-            try:
-                return function(*args, **kwargs)
-            except Unsupported:
-                return hand_back(name, scipys, args, kwargs)
+        if small is None:
+            @functools.wraps(function)
+            def call(*args, **kwargs):
+                try:
+                    return function(*args, **kwargs)
+                except Unsupported:
+                    return hand_back(name, scipys, args, kwargs)
+        else:
+            count, first = small
+
+            @functools.wraps(function)
+            def call(*args, **kwargs):
+                if len(args) == count and not kwargs:
+                    r = first(*args)
+                    if r is not None:
+                        return r
+                try:
+                    return function(*args, **kwargs)
+                except Unsupported:
+                    return hand_back(name, scipys, args, kwargs)
 
         if sections:
             call.__doc__ = fill(function.__doc__, sections)

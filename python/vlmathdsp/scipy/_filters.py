@@ -64,21 +64,20 @@ def _run(b, a, x, axis, zi):
             _states_out(zf, x, axis, order).astype(x.dtype, copy=False))
 
 
+_FILTER_OF_VECTORS = _engine.vectors_of_one_type("filter", 2)
+
+#: lfilter(b, a, x) of vectors of one type straight to the engine's slot (the host's row, filtered
+#: along), every check in the extension; None for other arrays and for errors (a[0] == 0 among
+#: them), which take the full path.
+LFILTER_OF_VECTORS = _engine.vectors_of_one_type("filter", 2, quiet=True)
+
+
 def lfilter(b, a, x, axis=-1, zi=None):
-    if zi is None and (axis == -1 or axis == 0):
-        # Small calls: vectors of one type go straight to the engine's slot (the host's row,
-        # filtered along), every check in the extension; a[0] == 0 and the rest take the path below.
-        try:
-            r = _engine.vectors_of_one_type("filter", 2, b, a, x)
-        except Error:
-            r = None
-        if r is not None:
-            return r
     b, a = _coefficients(b, a)
     if zi is None and type(x) is np.ndarray and x.ndim == 1 and x.size and (axis == -1 or axis == 0):
         # Vectors of mixed types: NumPy's promotion first.
         args = tuple(v.astype(np.result_type(b, a, x), copy=False) for v in (b, a, x))
-        r = _engine.vectors_of_one_type("filter", 2, *args)
+        r = _engine.calling(lambda: _FILTER_OF_VECTORS(*args), args)
         if r is not None:
             return r
     x = np.asarray(x)

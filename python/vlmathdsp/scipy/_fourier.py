@@ -104,12 +104,12 @@ def _symmetric_inverse(x, n, axis):
 
 # Small calls: a native non-empty 1-d ndarray of the engine's classes goes straight to the slot
 # (the same plan as the general path); the slot's call answers None for anything else.
-_OF_VECTOR = {True: _engine.complex_of_vector("fft"), False: _engine.complex_of_vector("ifft")}
+OF_VECTOR = {True: _engine.complex_of_vector("fft"), False: _engine.complex_of_vector("ifft")}
 
 
 def c2c_one(x, n, axis, norm, workers, plan, forward):
     if (axis == -1 or axis == 0) and workers is None and plan is None and (norm is None or norm == "backward"):
-        r = _OF_VECTOR[forward](x) if n is None else _OF_VECTOR[forward](x, n) if operator.index(n) >= 1 else None
+        r = OF_VECTOR[forward](x) if n is None else OF_VECTOR[forward](x, n) if operator.index(n) >= 1 else None
         if r is not None:
             return r
     x = array(x, plan)

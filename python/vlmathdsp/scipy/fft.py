@@ -24,7 +24,7 @@ import scipy.fft
 from .. import _engine
 from . import _face
 from ._face import face
-from ._fourier import array, c2c_many, c2c_one, c2r_many, one_axis, r2c_many, real_transform, scipys, swap
+from ._fourier import OF_VECTOR, array, c2c_many, c2c_one, c2r_many, one_axis, r2c_many, real_transform, scipys, swap
 from ._layout import Unsupported, axis_index, thread_count, threads
 
 __ua_domain__ = "numpy.scipy.fft"
@@ -57,7 +57,7 @@ def _transform(function):
     return face(scipys(function.__name__), _SECTIONS)(function)
 
 
-@_transform
+@face(scipys("fft"), _SECTIONS, small=(1, OF_VECTOR[True]))
 def fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
     """The discrete Fourier transform along one axis, as ``scipy.fft.fft``.
 
@@ -79,7 +79,7 @@ def fft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=
     return c2c_one(x, n, axis, norm, workers, plan, True)
 
 
-@_transform
+@face(scipys("ifft"), _SECTIONS, small=(1, OF_VECTOR[False]))
 def ifft(x, n=None, axis=-1, norm=None, overwrite_x=False, workers=None, *, plan=None):
     """The inverse discrete Fourier transform along one axis, as ``scipy.fft.ifft``.
 

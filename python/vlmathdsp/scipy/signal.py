@@ -200,7 +200,7 @@ def oaconvolve(in1, in2, mode='full', axes=None):
     return _convolution.oaconvolve(in1, in2, mode, axes)
 
 
-@_signal
+@face(scipy.signal.lfilter, _SECTIONS, small=(3, _filters.LFILTER_OF_VECTORS))
 def lfilter(b, a, x, axis=-1, zi=None):
     """The rational transfer function b / a applied along one axis, as ``scipy.signal.lfilter``.
 

@@ -51,11 +51,14 @@ vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape, const vf
     if (vxIsEmpty(A) || vxIsEmpty(B) || w.outRows == 0 || w.outCols == 0)
         return vxCreateNumericMatrix(w.outRows, w.outCols, resultClass, vxREAL);
     const bool complex = vxIsComplexFlags(A) || vxIsComplexFlags(B);
-    vxArray* Y = vxCreateNumericMatrix(w.outRows, w.outCols, resultClass, complex ? vxCOMPLEX : vxREAL);
-
     const bool columns = nA == 1 && nB == 1;
     const bool rows = mA == 1 && mB == 1;
     const bool oneDimensional = columns || rows;
+    // The two-dimensional paths write every element; the others add into zeros.
+    const vxComplexity complexity = complex ? vxCOMPLEX : vxREAL;
+    vxArray* Y = oneDimensional ? vxCreateNumericMatrix(w.outRows, w.outCols, resultClass, complexity)
+                                : vxCreateUninitNumericMatrix(w.outRows, w.outCols, resultClass, complexity);
+
     if (oneDimensional && !columns) {  // a row has the layout of a column
         std::swap(mA, nA), std::swap(mB, nB);
         std::swap(w.rowStart, w.colStart), std::swap(w.rowEnd, w.colEnd);
@@ -66,7 +69,13 @@ vxArray* conv2Core(const vxArray* A, const vxArray* B, ShapeKind shape, const vf
     bool finiteA = false, finiteB = false;
     float densityA = 1.0f, densityB = 1.0f;
     if (!oneDimensional) {
-        const ArrayFacts a = whole2D ? ArrayFacts{part->finite, part->density} : scanFacts(A), b = scanFacts(B);
+        const ArrayFacts b = scanFacts(B);
+        // Against a B that is not sparse, A's facts matter only when A is sparse enough to be
+        // walked as such, and only if B is finite: a dense A need not be read to the end. Its
+        // finiteness is not needed then, as the two-dimensional walks multiply every tap.
+        const bool aDense = !whole2D && b.density >= kSparseDensity && (!b.finite || denseAtLeast(A, kSparseDensity));
+        const ArrayFacts a = aDense ? ArrayFacts{true, 1.0f} : whole2D ? ArrayFacts{part->finite, part->density}
+                                                                       : scanFacts(A);
         finiteA = a.finite, finiteB = b.finite, densityA = a.density, densityB = b.density;
     }
     // The dense operand must be finite: a skipped zero tap would lose the NaN of 0 * Inf.

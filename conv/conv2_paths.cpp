@@ -30,11 +30,11 @@ void runConv2Path(ConvPath path, vxArray* result, const ConvWindow& w, const vxA
                 break;
             case PATH_PLANS_2D:
                 parallel::runConv2D<TFirst, TSecond, false>(flags, out, w.outRows, w.rowStart, rowEnd, w.colStart,
-                                                            colEnd, f, m1, n1, s, m2, n2);
+                                                            colEnd, f, m1, n1, s, m2, n2, false);
                 break;
             case PATH_SPARSE_2D:
                 parallel::runConv2D<TFirst, TSecond, true>(flags, out, w.outRows, w.rowStart, rowEnd, w.colStart,
-                                                           colEnd, f, m1, n1, s, m2, n2);
+                                                           colEnd, f, m1, n1, s, m2, n2, false);
                 break;
         }
     });

@@ -2,6 +2,7 @@
 #include "module/argument_helpers.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <complex>
 #include <vector>
 
@@ -101,7 +102,7 @@ Counted factsRun(const T* p, size_t count, bool complex, Bits magnitude, Bits in
 constexpr size_t kFactsPiece = size_t(1) << 18;
 
 template <class T, class Bits>
-ArrayFacts factsOf(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
+Counted countedOf(const T* p, size_t count, bool complex, Bits magnitude, Bits infinity) {
     const size_t pieces = (count + kFactsPiece - 1) / kFactsPiece;
     Counted all{true, 0};
     if (pieces < 2) {
@@ -118,26 +119,42 @@ ArrayFacts factsOf(const T* p, size_t count, bool complex, Bits magnitude, Bits 
         }
         for (const Counted& c : piece) all.finite = all.finite && c.finite, all.nonZero += c.nonZero;
     }
-    return {all.finite, static_cast<float>(all.nonZero) / static_cast<float>(count)};
+    return all;
 }
 
-ArrayFacts facts(const float* p, size_t count, bool complex) {
-    return factsOf(p, count, complex, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
+Counted counted(const float* p, size_t count, bool complex) {
+    return countedOf(p, count, complex, uint32_t(0x7fffffffu), uint32_t(0x7f800000u));
 }
 
-ArrayFacts facts(const double* p, size_t count, bool complex) {
-    return factsOf(p, count, complex, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
+Counted counted(const double* p, size_t count, bool complex) {
+    return countedOf(p, count, complex, uint64_t(0x7fffffff00000000ull), uint64_t(0x7ff0000000000000ull));
 }
+
+// The first `prefix` elements of a, counted.
+Counted countedPrefix(const vxArray* a, size_t prefix) {
+    const bool complex = vxIsComplexFlags(a);
+    return withRealType(a, [&](auto type) {
+        using T = typename decltype(type)::type;
+        return counted(static_cast<const T*>(a->data), prefix, complex);
+    });
+}
+
+float densityOf(size_t nonZero, size_t count) { return static_cast<float>(nonZero) / static_cast<float>(count); }
 
 }  // namespace
 
 ArrayFacts scanFacts(const vxArray* a) {
     const size_t count = a->get_number_of_elements();
-    const bool complex = vxIsComplexFlags(a);
-    return withRealType(a, [&](auto type) {
-        using T = typename decltype(type)::type;
-        return facts(static_cast<const T*>(a->data), count, complex);
-    });
+    const Counted c = countedPrefix(a, count);
+    return {c.finite, densityOf(c.nonZero, count)};
+}
+
+bool denseAtLeast(const vxArray* a, float density) {
+    const size_t count = a->get_number_of_elements();
+    // The fewest leading elements whose being all non-zero puts the density at `density` or more.
+    size_t prefix = std::min(count, size_t(std::ceil(double(density) * double(count))));
+    while (prefix < count && densityOf(prefix, count) < density) ++prefix;
+    return countedPrefix(a, prefix).nonZero == prefix;
 }
 
 bool allFinite(const vxArray* a) {

@@ -111,6 +111,11 @@ struct ArrayFacts {
 };
 ArrayFacts scanFacts(const vxArray* a);
 
+// True when a's leading elements alone show its density of non-zeros (as scanFacts gives it) to
+// be at least `density`: they are all non-zero. A dense array is read only that far; false says
+// nothing.
+bool denseAtLeast(const vxArray* a, float density);
+
 // Brackets a parallel region: closes it on leaving, also when the region throws. A region that
 // will not run on threads need not open one (opening retunes the BLAS, twice per call).
 class ComputationalThreadScope {

@@ -76,6 +76,24 @@ def test_paths_match_the_reference(a_shape, b_shape, density, shape):
     check(A, B, shape)
 
 
+@pytest.mark.parametrize("a_shape,b_shape,density", [((60, 70), (5, 4), 1.0), ((40, 30), (7, 9), 0.2),
+                                                     ((9, 8), (70, 50), 0.25), ((700, 300), (3, 3), 1.0)])
+@pytest.mark.parametrize("dtype", [np.float64, np.float32, np.complex64])
+def test_every_element_is_written_over_whatever_the_memory_held(a_shape, b_shape, density, dtype):
+    """The two-dimensional paths write their result without zeroing it first: a block freed full
+    of NaN and handed out again must not show through."""
+    rng = np.random.default_rng(12)
+    A = random(rng, a_shape, dtype, density=density if np.prod(a_shape) < np.prod(b_shape) else 1.0)
+    B = random(rng, b_shape, dtype, density=density if np.prod(b_shape) <= np.prod(a_shape) else 1.0)
+    for shape in ("full", "same", "valid"):
+        size = window(reference(A, B), A.shape, B.shape, shape).shape
+        for _ in range(2):
+            del_me = vm.conv2(np.full(size, np.nan, dtype), np.ones((1, 1), dtype))
+            assert np.isnan(del_me).all()
+            del del_me
+            check(A, B, shape)
+
+
 @pytest.mark.parametrize("da,db", [(np.float32, np.float32), (np.float64, np.float32), (np.float32, np.float64),
                                    (np.complex128, np.float64), (np.float64, np.complex64),
                                    (np.complex64, np.complex64), (np.complex128, np.complex128)])

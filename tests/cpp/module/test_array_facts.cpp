@@ -50,4 +50,32 @@ TEST(ArrayFacts, OnePassAgreesWithPlainLoops) {
     checkFacts<float>(VX_SINGLE_CLASS);
 }
 
+// A prefix that shows the density at least the threshold must agree with the whole scan: true
+// only when the scan's density is not below it, and true for an array with no zeros at all.
+template <class T>
+void checkDensePrefix(vxClassID id) {
+    for (bool complex : {false, true})
+        for (size_t count : {size_t(1), size_t(3), size_t(10), size_t(997), (size_t(1) << 19) + 5})
+            for (float threshold : {0.3f, 0.5f, 1.0f})
+                for (size_t zeroAt : {size_t(0), count / 4, count / 3, count / 2, count - 1, count}) {
+                    vltest::Array a = vltest::numeric({count, 1}, id, complex);
+                    T* p = static_cast<T*>(a->data);
+                    const size_t parts = complex ? 2 : 1;
+                    for (size_t i = 0; i < count * parts; ++i) p[i] = T(i % 5 + 1);
+                    if (zeroAt < count)
+                        for (size_t k = 0; k < parts; ++k) p[zeroAt * parts + k] = T(0);
+                    SCOPED_TRACE(testing::Message() << "complex " << complex << " count " << count << " threshold "
+                                                    << threshold << " zero at " << zeroAt);
+                    const bool dense = vlmathdsp::denseAtLeast(a.get(), threshold);
+                    if (dense) EXPECT_FALSE(vlmathdsp::scanFacts(a.get()).density < threshold);
+                    if (zeroAt == count) EXPECT_TRUE(dense);
+                    if (zeroAt == 0) EXPECT_FALSE(dense);
+                }
+}
+
+TEST(ArrayFacts, DensePrefixAgreesWithTheWholeScan) {
+    checkDensePrefix<double>(VX_DOUBLE_CLASS);
+    checkDensePrefix<float>(VX_SINGLE_CLASS);
+}
+
 }  // namespace

@@ -198,8 +198,9 @@ PlanOwner<T> planFor(Cache* cache, const Job<T>& job, In* in, Out* out, size_t i
 }
 
 // Rows of strided sequences lie pages apart, where the hardware's prefetchers do not follow: a
-// gather asks for the row kRowsAhead ahead of the one it copies.
-constexpr uint64_t kRowsAhead = 8;
+// gather asks for the row kRowsAhead ahead of the one it copies (1024 rows 8 KiB apart: 8 ahead
+// 2.3 ms, 16 ahead 2.2 ms for the face's rfftn of 1024^2).
+constexpr uint64_t kRowsAhead = 16;
 template <class E>
 inline void prefetchRow(const E* row, uint64_t w) {
     constexpr uint64_t kLine = 64;

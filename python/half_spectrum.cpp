@@ -58,9 +58,12 @@ void halfSpectrum(int nlhs, vxArray** plhs, int nrhs, const vxArray** prhs) {
         if (i > dim) outer = mulSizes(outer, dims[i]);
     }
     mulSizes(mulSizes(mulSizes(stride, outer), n), 2 * sizeof(double));  // the transform's staged copy
-    vxArray* out = vxCreateNumericArray(dims.size(), dims.data(), vxClassID(x->classID), vxCOMPLEX);
+    // The transform writes every element; only a transform of nothing leaves zeros.
+    const bool nothing = len == 0 || stride * outer == 0;
+    vxArray* out = nothing ? vxCreateNumericArray(dims.size(), dims.data(), vxClassID(x->classID), vxCOMPLEX)
+                           : vxCreateUninitNumericArray(dims.size(), dims.data(), vxClassID(x->classID), vxCOMPLEX);
     plhs[0] = out;
-    if (len == 0 || stride * outer == 0) return;
+    if (nothing) return;
     if (x->classID == VX_DOUBLE_CLASS) transform<double>(x, out, stride, n, len, stride * outer);
     else transform<float>(x, out, stride, n, len, stride * outer);
 }

@@ -15,6 +15,7 @@ import bench_ndimage
 import bench_network
 import bench_numpy_layout
 import bench_nn
+import bench_parity
 import bench_pooling
 import bench_strided
 import bench_window_norm
@@ -25,7 +26,8 @@ if __name__ == "__main__":
     report = Report("vlmathdsp against its peers (speed-up = peer time / our time)")
     report.header()
     for bench in (bench_ltitr, bench_conv2, bench_convn, bench_strided, bench_network, bench_pooling, bench_window_norm,
-                  bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal, bench_ndimage, bench_numpy_layout, bench_nn):
+                  bench_filter, bench_fft, bench_dcst, bench_scipy_fft, bench_scipy_signal, bench_ndimage, bench_numpy_layout, bench_nn,
+                  bench_parity):
         report.family = bench.__name__.removeprefix("bench_")
         bench.run(report)
     if len(sys.argv) > 1:

@@ -77,7 +77,6 @@ Layout filteredDimensionFirst(const vxArray* x, int nrhs, const vxArray* dim) {
     return l;
 }
 
-// The stride between columns of initial conditions, after checking zi's shape.
 // The dimensions of x with the filtered one first, as an array of them would have.
 std::vector<size_t> workingDims(const Layout& l) {
     const size_t nd = l.x->numDims, *dims = l.x->get_dimensions();
@@ -91,6 +90,7 @@ std::vector<size_t> workingDims(const Layout& l) {
     return sizes;
 }
 
+// The stride between columns of initial conditions, after checking zi's shape.
 size_t initialConditionStride(const vxArray* zi, size_t order, const Layout& l) {
     const size_t* d = zi->get_dimensions();
     bool allZero = true;

@@ -4,7 +4,6 @@ import numpy as np
 
 from .. import functions as vm
 from .. import _engine
-from ..errors import Error
 from ._layout import HostView, Unsupported, axis_index
 
 _FLOATS = (np.float32, np.float64, np.complex64, np.complex128)

@@ -23,22 +23,23 @@ constexpr i64 kRegisterOrderMax = 32;
 
 // The part of y ahead of sample i, held in w[0 .. Order): each output still receives, for each
 // sample in turn, its forward term and then its feedback term, so the bits are those of the
-// updates into y; only the loads and stores of the delay line go.
+// updates into y; only the loads and stores of the delay line go. The feedback is (-y) * a, as
+// in the other kernels: y * (-a) is the same number but not the same NaN.
 template <int Order, class T>
 void iirInRegisters(const T* a, const T* b, i64 L, const T* x, i64 nz, const T* zi, T* y) {
     T w[Order + 1] = {};
     if (zi)
         for (i64 j = 0; j < std::min<i64>(nz, L); ++j) w[j] = zi[j];
-    // (-y) * a is y * (-a) to the bit: the sign moves off the recursion's path.
-    T bb[Order + 1], na[Order + 1];
-    for (int j = 0; j <= Order; ++j) bb[j] = b[j], na[j] = -a[j];
+    T bb[Order + 1], aa[Order + 1];
+    for (int j = 0; j <= Order; ++j) bb[j] = b[j], aa[j] = a[j];
     for (i64 i = 0; i < L; ++i) {
         const T xi = x[i];
         const T yi = w[0] + xi * bb[0];
         y[i] = yi;
+        const T s = -yi;
         w[Order] = T(0);
 #pragma GCC unroll 16
-        for (int j = 1; j <= Order; ++j) w[j - 1] = (w[j] + xi * bb[j]) + yi * na[j];
+        for (int j = 1; j <= Order; ++j) w[j - 1] = (w[j] + xi * bb[j]) + s * aa[j];
     }
 }
 

@@ -211,6 +211,24 @@ def test_the_register_delay_line_gives_the_bits_of_the_general_path(order, dtype
         np.testing.assert_array_equal(real[1], general[1])
 
 
+@pytest.mark.parametrize("dtype", [np.float64, np.float32])
+def test_nans_carry_their_sign_alike_in_groups_and_alone(dtype, threads):
+    """A column filtered in a group that runs in step and the same column alone: the same bytes,
+    the signs of NaNs included, at 1, 2 and 3 threads."""
+    rng = np.random.default_rng(8)
+    b, a = signal.butter(4, 0.2)
+    b, a = b.astype(dtype), a.astype(dtype)
+    x = rand(rng, (400, 16)).astype(dtype)  # 16 columns: tasks of four run in step
+    x[300, 0], x[200, 1], x[100, 10] = np.nan, -np.inf, np.nan
+    alone = [vm.filter(b, a, x[:, j]) for j in range(16)]
+    assert np.isnan(alone[0][-1]) and np.isnan(alone[1][-1])
+    for count in (1, 2, 3):
+        threads(count)
+        y = vm.filter(b, a, x)
+        for j in range(16):
+            assert y[:, j].tobytes() == alone[j].tobytes(), (count, j)
+
+
 def fir_in_order(b, x, zi):
     """A real FIR as plain steps: each output starts from its initial condition (or 0) and adds
     b[t] * x[j - t] for t descending, each product and sum rounded in x's precision."""

@@ -19,9 +19,10 @@ using C = std::complex<T>;
 
 // w elements of a row; a whole block's row is a copy of known size, done inline rather than by a
 // call per row.
-template <uint64_t W, class E>
+template <class E>
 inline void copyRow(E* to, const E* from, uint64_t w) {
-    if (w == W) std::memcpy(to, from, W * sizeof(E));
+    if (w == kStridedBlock) std::memcpy(to, from, kStridedBlock * sizeof(E));
+    else if (w == kFarStridedBlock) std::memcpy(to, from, kFarStridedBlock * sizeof(E));
     else std::memcpy(to, from, w * sizeof(E));
 }
 
@@ -55,15 +56,14 @@ void buffered(const Job<T>& job, fftwPlanCacheInterface<T, kComplexToComplex>* c
             const uint64_t o = t / blocks, s0 = (t % blocks) * W, w = std::min(W, stride - s0);
             const C<T>* from = src + s0 + stride * n * o;
             C<T>* to = out + s0 + stride * n * o;
-            const auto copy = W == kStridedBlock ? copyRow<kStridedBlock, C<T>> : copyRow<kFarStridedBlock, C<T>>;
             for (uint64_t k = 0; k < n; ++k) {
                 if (k + kRowsAhead < n) prefetchRow(from + stride * (k + kRowsAhead), w);
-                copy(buffer.data + W * k, from + stride * k, w);
+                copyRow(buffer.data + W * k, from + stride * k, w);
                 if (w < W) std::fill(buffer.data + W * k + w, buffer.data + W * (k + 1), C<T>(0));
             }
             F::execDft(plan.plan, reinterpret_cast<FC*>(buffer.data), reinterpret_cast<FC*>(buffer.data));
             if (job.sign < 0) {
-                for (uint64_t k = 0; k < n; ++k) copy(to + stride * k, buffer.data + W * k, w);
+                for (uint64_t k = 0; k < n; ++k) copyRow(to + stride * k, buffer.data + W * k, w);
                 continue;
             }
             kernels::loops<T>().divideRows(reinterpret_cast<const T*>(buffer.data), 2 * W, reinterpret_cast<T*>(to),

@@ -36,26 +36,18 @@ def face(scipys, sections=None, module=None, small=None):
             function.__module__ = module
         name = f"{function.__module__.rsplit('.', 1)[-1]}.{function.__name__}"
 
-        if small is None:
-            @functools.wraps(function)
-            def call(*args, **kwargs):
-                try:
-                    return function(*args, **kwargs)
-                except Unsupported:
-                    return hand_back(name, scipys, args, kwargs)
-        else:
-            count, first = small
+        count, first = small if small is not None else (-1, None)
 
-            @functools.wraps(function)
-            def call(*args, **kwargs):
-                if len(args) == count and not kwargs:
-                    r = first(*args)
-                    if r is not None:
-                        return r
-                try:
-                    return function(*args, **kwargs)
-                except Unsupported:
-                    return hand_back(name, scipys, args, kwargs)
+        @functools.wraps(function)
+        def call(*args, **kwargs):
+            if len(args) == count and not kwargs:
+                r = first(*args)
+                if r is not None:
+                    return r
+            try:
+                return function(*args, **kwargs)
+            except Unsupported:
+                return hand_back(name, scipys, args, kwargs)
 
         if sections:
             call.__doc__ = fill(function.__doc__, sections)
